@@ -1,0 +1,12 @@
+# The project's warnings, for every target of its own.
+function(fsort_warnings target)
+  set(common -Wall -Wextra -Wpedantic -Wshadow -Wcast-align -Wformat=2 -Wundef -Wvla -Wwrite-strings)
+  set(cxx -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wextra-semi)
+  target_compile_options(${target} PRIVATE ${common} $<$<COMPILE_LANGUAGE:CXX>:${cxx}>)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wlogical-op $<$<COMPILE_LANGUAGE:CXX>:-Wduplicated-cond>)
+  endif()
+  if(FSORT_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()

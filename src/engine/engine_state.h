@@ -1,0 +1,68 @@
+// The engine's blocks of the instance: driver options and plan, and the state of the running sort.
+#pragma once
+
+#include <cstdint>
+
+#include "keys/key_table.h"
+#include "support/record_functions.h"
+
+namespace fsort {
+
+struct Environment;
+struct Stack;
+struct ArrayEntry;
+
+// Options and memory plan (driver_init.cpp).
+struct DriverState {
+  std::uint8_t unique;             // -u
+  std::uint8_t in_list_sort;       // a list sort is running: its records must stay where they are
+  std::int16_t verbosity;          // -1 quiet, 0 default, above 0: levels are shown down to this depth
+  std::int16_t depth;              // nesting of levels now
+  std::uint32_t compress;          // levels left larger than they need
+  std::uint32_t segment_kb;        // -l
+  std::uint32_t bins_per_segment;  // most bins of one level, at most 65535
+  std::uint64_t file_kb;           // -fs, then the estimate of record memory needed
+  std::uint64_t record_count;      // estimate, saturating at 2^32 - 1
+  std::uint64_t memory_kb;         // -m, then the plan; 0 when -m is absent
+  std::uint64_t data_left;         // bytes of record memory still expected
+  std::uint64_t frame_limit;       // largest data-stack frame before a new one is pushed
+  std::uint32_t frame_floor;       // data-stack frames that memory relief must keep
+  std::int64_t subdivide_kb;       // a bin of at most this many KB in memory is written out, not subdivided
+  std::uint64_t data_memory_kb;    // memory_kb - segment_kb
+  ReadFunction input;
+  WriteFunction output;
+  Stack* sublist_stack;      // levels
+  Stack* data_stack;         // records
+  Environment* environment;  // root level, for the windup; null outside a sort
+};
+
+// What the hot loops need of one key, gathered once a sort (key_view.h).
+struct KeyView {
+  const std::uint16_t* value;  // class + 1 of a byte, 0 = the key has ended
+  std::uint16_t max_class;     // highest class
+  std::uint16_t length;        // key bytes; 1 for a key that governs others
+  std::int16_t step;           // +1 or -1
+  std::uint8_t governed;       // entries that this key's lower half inverts
+  std::uint8_t bounded;        // offsets must be tested against the record's ends
+};
+
+// The running sort.
+struct SortState {
+  KeyView keys[kMaxKeys];
+  std::uint16_t key_count;
+  std::uint16_t header_bytes;           // H
+  std::uint32_t descending;             // bit k: key k runs downward now (ikey.h)
+  std::uint32_t invert_mask[kMaxKeys];  // keys that ikey(k) flips
+  Environment* current;                 // level being worked on
+  Environment* newest;                  // level made last and still alive
+  Environment* relocation;              // kept up to date while levels are copied
+  std::uint8_t preload_in_force;        // records of following bins have been read ahead
+  std::uint64_t memory_reserve;         // bytes a preload asked for
+  std::uint64_t free_data_kb;           // data memory left to deeper preloads
+  std::uint8_t** hint_rings;            // last eight heads of each bin (distribute.cpp); null: no hints
+  std::uint32_t hint_bins;              // bins that hint_rings has room for
+  ArrayEntry* entries;                  // scratch of the array sort; null until first used
+  std::uint64_t entry_capacity;         // entries in each half of it
+};
+
+}  // namespace fsort

@@ -1,0 +1,12 @@
+// Locates fields and keys of a record and fills its header.
+#pragma once
+
+#include <cstdint>
+
+namespace fsort {
+
+// Fills offset words, sign bytes and byte H-1 (0). Requires: length word and data are in place, a zero
+// follows the data. Raises: see rec_input.
+void rec_fill(std::uint8_t* record);
+
+}  // namespace fsort

@@ -1,0 +1,73 @@
+// Records in memory: reading, writing, and the options that say where fields lie.
+//
+// Layout, with n key entries, z numeric keys, H = 1 + z + 2 * (n + 1) and N data bytes:
+//
+//   -8        0        2              2(n+1)          H-1     H                H+N
+//   | link    | H + N  | offset words | sign bytes    | frame | data ...       | 0 |
+//
+//   link          next record of the list (record_links.h)
+//   H + N         total length, 16 bits; the zero byte after the data is not counted
+//   offset word i offset of entry i's first key byte, from byte 0 (16 bits)
+//   sign bytes    one a numeric key: digits + 1, negated for a negative number
+//   frame         the data-stack frame the record was allocated in, saturating at 255
+//
+// A record takes H + N + 9 bytes of record memory. All of it may lie unaligned (bytes.h).
+#pragma once
+
+#include <cstdint>
+
+#include "support/bytes.h"
+
+namespace fsort {
+
+struct Instance;
+
+inline constexpr std::uint32_t kMaxTotalLength = 65535;  // a record's length word is 16 bits wide
+inline constexpr std::uint32_t kRecordOverhead = 9;      // link and closing zero
+
+// Column mode: what happens to a key that starts beyond its field.
+enum ColumnMode : std::uint8_t { kColumnFail = 0, kColumnToFieldEnd = 1, kColumnToRecordEnd = 2 };
+
+inline constexpr std::uint8_t kClassBlank = 1;
+inline constexpr std::uint8_t kClassDelimiter = 2;
+
+struct RecordState {
+  std::uint8_t byte_class[256];  // kClassBlank, kClassDelimiter
+  std::uint8_t missing_fields;   // -mfr
+  std::uint8_t column_mode;      // ColumnMode
+  std::uint16_t* field_start;    // field_count offsets, null when the record is not split
+  std::uint16_t* field_end;
+  std::uint16_t single_start;  // used when the record is not split
+  std::uint16_t single_end;
+};
+
+[[nodiscard]] inline std::uint16_t rec_total_length(const std::uint8_t* record) {
+  return load_le<std::uint16_t>(record);
+}
+[[nodiscard]] inline std::uint16_t rec_key_offset(const std::uint8_t* record, std::uint32_t key) {
+  return load_le<std::uint16_t>(record + 2 * (key + 1));
+}
+// What a record is charged in bin byte counts: its length word plus link and zero, in 32 bits.
+[[nodiscard]] inline std::uint32_t rec_charge(const std::uint8_t* record) {
+  return rec_total_length(record) + kRecordOverhead;
+}
+
+// Takes -mfr, -mcf, -mcr, -t and -b, runs key_init, finishes the sequence tables, makes the field arrays.
+// Raises: "Couldn't register record windup", "Failed to get memory for tab pointer array" and those of
+// key_init
+void rec_init(std::int32_t argc, const char** argv);
+void rec_windup(Instance* instance);
+
+// The next record from the input function, in record memory with its header filled; null at the end.
+// Raises: "Error encountered on reading record" (also for a record that does not fit 16 bits, or null bytes
+// with a length), "Not enough fields in record", "Field too short", "Numeric field too long" (each after the
+// record's text), and those of fsort_alloc
+[[nodiscard]] std::uint8_t* rec_input();
+
+// Hands the data part to the output function. Raises: "Error trying to write record from fsort"
+void rec_output(const std::uint8_t* record);
+
+// Raises "<data as text up to its zero byte>\n<message>".
+[[noreturn]] void rec_error(const std::uint8_t* record, const char* message);
+
+}  // namespace fsort

@@ -1,0 +1,37 @@
+// Record output: the sorted records, byte for byte, to the named file or to standard output.
+//
+// The file is opened on the first record, so an existing file stays unchanged when no record comes (kept on
+// purpose). A length of 0 ends the output and closes the file; a record that comes after that is appended.
+#pragma once
+
+#include <cstdint>
+
+#include "recio/record_description.h"
+#include "stream/stream.h"
+
+namespace fsort {
+
+inline constexpr std::uint32_t kOutputNameChars = 129;
+
+struct RoutState {
+  Stream* output;  // null until a named file is opened
+  char output_name[kOutputNameChars];
+  std::uint8_t output_named;
+  std::uint8_t output_open;
+  std::uint8_t ended;          // the named file was closed: open it again only to append
+  std::uint16_t obs;           // buffer size in KB
+  BufferChain output_buffers;  // held while no stream has them
+};
+
+// Takes "-out name", ">name", "> name" and -obs; leaves -bs in place. Sets writer and output_named.
+// Raises: "No more that one output file may be specified", "-out or > require an argument",
+// "<name>:file name too long", "Couldn't allocate output buffer", "Couldn't register io windup"
+void rout_init(RecordDescription* description, std::int32_t argc, const char** argv);
+void rout_windup(Instance* instance);
+
+// Write function; 0, or 1 after an error, which has been displayed under "Error writing record to output".
+std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record);
+// True while the output is open: it has taken a record and was not ended.
+[[nodiscard]] bool rout_is_open();
+
+}  // namespace fsort

@@ -1,0 +1,14 @@
+// The sublist module's own block of the current instance. Included by the .cpp files of this folder only.
+#pragma once
+
+#include "entry/instance.h"
+#include "support/checks.h"
+
+namespace fsort {
+
+inline SublistState& sublist_st() {
+  FSORT_ASSERT(current_instance);
+  return current_instance->sublist;
+}
+
+}  // namespace fsort

@@ -1,0 +1,65 @@
+// The link of a record in memory: the next record of its list and a prefetch hint, packed in one word.
+//
+// A bin's list is a chain through memory that no cache holds; following it costs one miss per record. The
+// hint removes the wait: while a bin is filled, every record notes where the record pushed eight earlier
+// lies, and a reader of the list asks for that line now and finds it there eight records later.
+//
+//     bit 63            48 47                                             0
+//        |  hint (16 bits) |  address of the next record, 0 = end of list  |
+//
+// hint h > 0: the link of the record eight further down the list lies h 64-byte lines below this one; 0:
+// unknown. Record memory is handed out upward, so earlier records lie at lower addresses; a distance beyond
+// 65535 lines (4 MiB) or in the other direction is stored as 0. A wrong hint costs a useless prefetch,
+// nothing else. User addresses of both systems fit in 47 bits.
+#pragma once
+
+#include <cstdint>
+
+#include "support/bytes.h"
+
+namespace fsort {
+
+inline constexpr unsigned kRecordLinkBytes = 8;
+inline constexpr unsigned kHintShift = 48;
+inline constexpr unsigned kHintLineShift = 6;
+inline constexpr unsigned kHintAhead = 8;  // how many records further down the list the hint points
+inline constexpr std::uint64_t kHintMaxLines = 0xFFFF;
+inline constexpr std::uint64_t kRecordAddressMask = (std::uint64_t{1} << kHintShift) - 1;
+
+[[nodiscard]] inline std::uint64_t record_link_word(const std::uint8_t* record) {
+  return load_le<std::uint64_t>(record - kRecordLinkBytes);
+}
+
+// The next record of the list, null at its end.
+[[nodiscard]] inline std::uint8_t* record_next(const std::uint8_t* record) {
+  return reinterpret_cast<std::uint8_t*>(record_link_word(record) & kRecordAddressMask);
+}
+
+// Links `record` in front of `next` without a hint.
+inline void record_set_next(std::uint8_t* record, const std::uint8_t* next) {
+  store_le(record - kRecordLinkBytes, reinterpret_cast<std::uint64_t>(next));
+}
+
+// The 64-byte line in which a record's link lies; the header and the first key bytes are there or in the
+// next.
+[[nodiscard]] inline std::uint64_t record_line(const std::uint8_t* record) {
+  return (reinterpret_cast<std::uint64_t>(record) - kRecordLinkBytes) >> kHintLineShift;
+}
+
+// Links `record` in front of `next`; `ahead` is the record kHintAhead pushes earlier, or null.
+inline void record_set_next_hinted(std::uint8_t* record, const std::uint8_t* next,
+                                   const std::uint8_t* ahead) {
+  const std::uint64_t lines = record_line(record) - record_line(ahead);
+  const std::uint64_t hint = ahead != nullptr && lines <= kHintMaxLines ? lines << kHintShift : 0;
+  store_le(record - kRecordLinkBytes, reinterpret_cast<std::uint64_t>(next) | hint);
+}
+
+// Asks the processor for the record that `word`, the link word of the record at `record`, hints at.
+inline void record_prefetch_ahead(const std::uint8_t* record, std::uint64_t word) {
+  const std::uint64_t line = record_line(record) - (word >> kHintShift);
+  const char* address = reinterpret_cast<const char*>(line << kHintLineShift);
+  __builtin_prefetch(address);
+  __builtin_prefetch(address + 64);
+}
+
+}  // namespace fsort
