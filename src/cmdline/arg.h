@@ -20,6 +20,8 @@ inline constexpr std::uint16_t kRangeOpen = 65535;
 // Scale of a number: 0 bytes, 1 K, 2 M, 3 G.
 inline constexpr int kScaleBytes = 0;
 inline constexpr int kScaleKilo = 1;
+inline constexpr int kScaleMega = 2;
+inline constexpr int kScaleGiga = 3;
 
 // Index of the first argument from 1 on that equals `name`, else kArgNotFound. Element 0 is never searched.
 [[nodiscard]] std::uint32_t arg_find(std::int32_t argc, const char* const* argv, const char* name);
