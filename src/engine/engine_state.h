@@ -24,6 +24,8 @@ struct DriverState {
   std::uint64_t file_kb;           // -fs, then the estimate of record memory needed
   std::uint64_t record_count;      // estimate, saturating at 2^32 - 1
   std::uint64_t memory_kb;         // -m, then the plan; 0 when -m is absent
+  std::uint8_t memory_given;       // -m names a size: never take more
+  std::uint64_t machine_kb;        // most that a sort without -m may take
   std::uint64_t data_left;         // bytes of record memory still expected
   std::uint64_t frame_limit;       // largest data-stack frame before a new one is pushed
   std::uint32_t frame_floor;       // data-stack frames that memory relief must keep
@@ -31,9 +33,10 @@ struct DriverState {
   std::uint64_t data_memory_kb;    // memory_kb - segment_kb
   ReadFunction input;
   WriteFunction output;
-  Stack* sublist_stack;      // levels
-  Stack* data_stack;         // records
-  Environment* environment;  // root level, for the windup; null outside a sort
+  Stack* sublist_stack;       // levels
+  Stack* data_stack;          // records
+  Environment* environment;   // root level, for the windup; null outside a sort
+  std::uint8_t plain_levels;  // tests: no array sort and no prefix skip, every level in full
 };
 
 // What the hot loops need of one key, gathered once a sort (key_view.h).

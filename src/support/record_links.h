@@ -7,10 +7,9 @@
 //     bit 63            48 47                                             0
 //        |  hint (16 bits) |  address of the next record, 0 = end of list  |
 //
-// hint h > 0: the link of the record eight further down the list lies h 64-byte lines below this one; 0:
-// unknown. Record memory is handed out upward, so earlier records lie at lower addresses; a distance beyond
-// 65535 lines (4 MiB) or in the other direction is stored as 0. A wrong hint costs a useless prefetch,
-// nothing else. User addresses of both systems fit in 47 bits.
+// The hint is a signed number of 64-byte lines: the link of the record eight further down the list lies that
+// many lines below this record's own (0: unknown). A distance beyond 2 MiB is stored as 0. A wrong hint costs
+// a useless prefetch, nothing else. User addresses of both systems fit in 47 bits.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +22,7 @@ inline constexpr unsigned kRecordLinkBytes = 8;
 inline constexpr unsigned kHintShift = 48;
 inline constexpr unsigned kHintLineShift = 6;
 inline constexpr unsigned kHintAhead = 8;  // how many records further down the list the hint points
-inline constexpr std::uint64_t kHintMaxLines = 0xFFFF;
+inline constexpr std::int64_t kHintMaxLines = 0x7FFF;
 inline constexpr std::uint64_t kRecordAddressMask = (std::uint64_t{1} << kHintShift) - 1;
 
 [[nodiscard]] inline std::uint64_t record_link_word(const std::uint8_t* record) {
@@ -49,14 +48,16 @@ inline void record_set_next(std::uint8_t* record, const std::uint8_t* next) {
 // Links `record` in front of `next`; `ahead` is the record kHintAhead pushes earlier, or null.
 inline void record_set_next_hinted(std::uint8_t* record, const std::uint8_t* next,
                                    const std::uint8_t* ahead) {
-  const std::uint64_t lines = record_line(record) - record_line(ahead);
-  const std::uint64_t hint = ahead != nullptr && lines <= kHintMaxLines ? lines << kHintShift : 0;
+  const auto lines = static_cast<std::int64_t>(record_line(record) - record_line(ahead));
+  const bool near = lines <= kHintMaxLines && lines >= -kHintMaxLines && ahead != nullptr;
+  const std::uint64_t hint = near ? static_cast<std::uint64_t>(lines) << kHintShift : 0;
   store_le(record - kRecordLinkBytes, reinterpret_cast<std::uint64_t>(next) | hint);
 }
 
 // Asks the processor for the record that `word`, the link word of the record at `record`, hints at.
 inline void record_prefetch_ahead(const std::uint8_t* record, std::uint64_t word) {
-  const std::uint64_t line = record_line(record) - (word >> kHintShift);
+  const auto lines = static_cast<std::int64_t>(word) >> kHintShift;  // arithmetic: keeps the sign
+  const std::uint64_t line = record_line(record) - static_cast<std::uint64_t>(lines);
   const char* address = reinterpret_cast<const char*>(line << kHintLineShift);
   __builtin_prefetch(address);
   __builtin_prefetch(address + 64);

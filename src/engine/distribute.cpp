@@ -1,0 +1,97 @@
+// Distribution passes; see distribute.h. The key byte is looked up in one table, the bin and its ring are
+// touched once, and the record's own cache line is the only other memory written.
+#include "engine/distribute.h"
+
+#include <cstring>
+
+#include "engine/engine_access.h"
+#include "engine/environment.h"
+#include "engine/key_view.h"
+#include "platform/heap.h"
+#include "support/record_links.h"
+
+namespace fsort {
+
+namespace {
+
+// The rings for a level of `bins` bins, cleared; null when hints do not pay or memory is short.
+std::uint8_t** cleared_rings(std::uint32_t bins, std::uint64_t expected) {
+  if (expected < kHintMinRecords) return nullptr;
+  SortState& s = sort_st();
+  if (bins > s.hint_bins) {
+    heap_free(s.hint_rings);
+    s.hint_bins = 0;
+    s.hint_rings = static_cast<std::uint8_t**>(heap_alloc(std::size_t{bins} * kHintAhead * sizeof(void*)));
+    if (s.hint_rings == nullptr) return nullptr;
+    s.hint_bins = bins;
+  }
+  std::memset(s.hint_rings, 0, std::size_t{bins} * kHintAhead * sizeof(void*));
+  return s.hint_rings;
+}
+
+// Puts a record on the front of a bin's list.
+inline void push(Sublist* bins, std::uint8_t** rings, std::uint32_t bin, std::uint8_t* record) {
+  Sublist& b = bins[bin];
+  if (rings != nullptr) {
+    std::uint8_t** ring = rings + std::size_t{bin} * kHintAhead + b.mem_count % kHintAhead;
+    record_set_next_hinted(record, b.head, *ring);
+    *ring = record;
+  } else {
+    record_set_next(record, b.head);
+  }
+  b.head = record;
+  b.mem_bytes += rec_charge(record);
+  ++b.mem_count;
+}
+
+}  // namespace
+
+void dist1(RecordSource next, std::uint64_t expected) {
+  const SortState& s = sort_st();
+  Environment* environment = s.current;
+  const PlanStep step = environment->steps[0];
+  const KeyView view = s.keys[step.key];
+  const std::uint32_t header_bytes = s.header_bytes;
+  Sublist* bins = environment->array.bins();
+  std::uint8_t** rings = cleared_rings(environment->array.count, expected);
+  while (std::uint8_t* record = next()) {
+    push(bins, rings, getvalue(record, view, step.key, step.position, header_bytes), record);
+  }
+}
+
+void distn(RecordSource next, std::uint64_t expected) {
+  const SortState& s = sort_st();
+  Environment* environment = s.current;
+  const std::uint32_t header_bytes = s.header_bytes;
+  const std::uint32_t step_count = environment->step_count;
+  const PlanStep* steps = environment->steps;
+  Sublist* bins = environment->array.bins();
+  std::uint8_t** rings = cleared_rings(environment->array.count, expected);
+  while (std::uint8_t* record = next()) {
+    std::uint32_t bin = 0;
+    for (std::uint32_t i = 0; i < step_count; ++i) {
+      const PlanStep& step = steps[i];
+      const std::uint16_t value = getvalue(record, s.keys[step.key], step.key, step.position, header_bytes);
+      if (value == 0) break;
+      bin += (value - 1u) * step.stride + 1u;
+    }
+    push(bins, rings, bin, record);
+  }
+}
+
+void distribute(RecordSource next, std::uint64_t expected) {
+  if (sort_st().current->step_count == 1) {
+    dist1(next, expected);
+  } else {
+    distn(next, expected);
+  }
+}
+
+void hint_rings_free() {
+  SortState& s = sort_st();
+  heap_free(s.hint_rings);
+  s.hint_rings = nullptr;
+  s.hint_bins = 0;
+}
+
+}  // namespace fsort

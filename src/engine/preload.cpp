@@ -1,0 +1,39 @@
+// How many of the following bins to read back from work files together; see sort_bin.h.
+#include "engine/engine_access.h"
+#include "engine/free_memory.h"
+#include "engine/plan.h"
+#include "engine/sort_bin.h"
+
+namespace fsort {
+
+namespace {
+
+[[nodiscard]] std::uint64_t bin_kb(const Sublist& bin) { return (total_size(&bin) + bin.mem_bytes) / 1024; }
+
+}  // namespace
+
+std::uint16_t preload(SublistArray* array, std::uint64_t memory) {
+  const DriverState& d = driver_st();
+  SortState& s = sort_st();
+  Sublist* bins = array->bins();
+  const std::uint32_t last = array->count - 1u;
+  sublist_clear_preload_done();
+  if (total_size(&bins[last]) == 0) return static_cast<std::uint16_t>(last);
+  const std::uint64_t kept_back = 2 * memory / d.segment_kb;
+  if (memory > kept_back) memory -= kept_back;
+  std::uint64_t sum = bin_kb(bins[last]);
+  std::uint32_t boundary = last;
+  while (boundary > 0 && sum + bin_kb(bins[boundary - 1]) + d.segment_kb <= memory) {
+    --boundary;
+    sum += bin_kb(bins[boundary]);
+  }
+  for (std::uint32_t i = 0; i <= last; ++i) bins[last - i].order = static_cast<std::uint16_t>(i);
+  s.memory_reserve = (sum + d.segment_kb) * 1024;
+  free_memory(s.memory_reserve);
+  const std::uint64_t used =
+      (std::uint64_t{stk_segments(d.data_stack)} + stk_segments(d.sublist_stack)) * d.segment_kb;
+  s.free_data_kb = d.data_memory_kb > used ? d.data_memory_kb - used : 0;
+  return static_cast<std::uint16_t>(boundary);
+}
+
+}  // namespace fsort

@@ -1,0 +1,54 @@
+// Every number of the engine that was chosen rather than given by a format, with its reason.
+#pragma once
+
+#include <cstdint>
+
+namespace fsort {
+
+// A bin is finished by the list sort when it has fewer records than this, by the highest class of its key:
+// the more bins a pass would have to lay out, the more records it takes to pay. Part of the promised order of
+// equal records: changing a row changes how many passes a group of equal records goes through.
+struct ListSortThreshold {
+  std::uint16_t above_class;
+  std::uint16_t records;
+};
+inline constexpr ListSortThreshold kListSortThresholds[] = {{128, 32}, {90, 20}, {72, 18}, {30, 12}};
+inline constexpr std::uint16_t kSmallestThreshold = 6;
+inline constexpr std::uint16_t kLargestThreshold = 32;
+
+[[nodiscard]] constexpr std::uint16_t list_sort_threshold(std::uint16_t max_class) {
+  for (const auto& row : kListSortThresholds) {
+    if (max_class > row.above_class) return row.records;
+  }
+  return kSmallestThreshold;
+}
+
+// A plan has room for this many steps in an environment.
+inline constexpr std::uint32_t kMaxPlanSteps = 10;
+
+// Bin indices are 16 bits wide.
+inline constexpr std::uint32_t kMaxBins = 65535;
+
+// Fewer records than this are distributed without prefetch hints: clearing the hint rings would cost more.
+inline constexpr std::uint64_t kHintMinRecords = 2048;
+
+// Most records that the array sort takes at once: 2 x 16 bytes each, so that both halves stay near the
+// second-level cache; and its share of the memory plan, so that a small -m stays small.
+inline constexpr std::uint64_t kArraySortMaxRecords = 256 * 1024;
+inline constexpr std::uint64_t kArraySortMemoryShare = 16;
+// Smallest scratch made, in entries.
+inline constexpr std::uint64_t kArraySortMinRecords = 1024;
+
+// How many records ahead of the one being written the emission asks for memory.
+inline constexpr std::uint64_t kEmitAhead = 12;
+
+// Default sizes and limits of the driver.
+inline constexpr std::uint32_t kDefaultSegmentKb = 91;
+inline constexpr std::uint32_t kMaxSegmentKb = 4194303;
+inline constexpr std::uint64_t kDefaultFileKb = 10240;
+inline constexpr std::uint16_t kDefaultRecordSize = 8;
+inline constexpr std::int64_t kMinSubdivideKb = 5;
+inline constexpr std::uint64_t kFramesPerPlan = 128;  // a data-stack frame is this part of the memory
+inline constexpr std::uint32_t kMinSegments = 3;
+
+}  // namespace fsort
