@@ -4,6 +4,8 @@
 //   <key>           := -k <range>...  |  -n <range>... [-d <decimal count>]  |  -s <range>...
 //   <field list>    := [<local options>] [-f <range>...] [-c <range>...]
 //   <local options> := -i [<local options>]  |  -b [<local options>]
+//
+// docs/KEYS.md explains the grammar by examples.
 #pragma once
 
 #include <cstdint>
@@ -22,9 +24,23 @@ struct ArgSlice {
 
 inline constexpr std::uint8_t kDecimalsOpen = 255;  // -d not given
 
+// Deepest nesting of groups, and most regions that all groups together may expand to. Both bound the work of
+// the parser (its stack and its time); no key list that fits the table comes near them.
+inline constexpr std::uint32_t kMaxGroupDepth = 256;
+inline constexpr std::uint32_t kMaxGroupRegions = 65536;
+
+// What all nesting levels of one parse share.
+struct KeyParser {
+  const char** argv;
+  ArgSlice fields;  // ranges of the current -f list; no range = the one range "0"
+  std::uint8_t global_descending;
+  std::uint32_t group_depth;    // groups being expanded now
+  std::uint32_t group_regions;  // regions that groups were expanded over so far
+};
+
 // The parser's working record, one a nesting level.
 struct KeyDescriptor {
-  ArgSlice columns;     // -c ranges
+  ArgSlice columns;     // -c ranges; no range = the one range "0-"
   ArgSlice blanks;      // local -b ranges
   ArgSlice group;       // the arguments between the parentheses
   std::uint8_t nested;  // inside a group: the parent region follows
@@ -40,7 +56,8 @@ struct KeyDescriptor {
 };
 
 // Parses the key list from argument 1 on into the key table and blanks what it consumed; registers
-// key_windup. Raises: "Couldn't register key_windup" and every message of the grammar (see docs/MESSAGES.md)
+// key_windup. Releases first what an earlier start of this instance left. Raises: "Couldn't register
+// key_windup" and every message of the grammar (see docs/MESSAGES.md)
 void key_init(std::int32_t argc, const char** argv, std::int32_t default_type);
 // Frees every sequence table. May run twice.
 void key_windup(Instance* instance);

@@ -41,10 +41,14 @@ struct KeyEntry {
 struct KeyState {
   KeyEntry entries[kMaxKeys];
   std::uint16_t entry_count;
-  std::uint16_t field_count;          // one more than the highest -f; 0 = the record is not split
+  std::uint16_t field_count;          // one more than the highest end of a -f range; 0 = not split
   std::uint16_t offset_area_bytes;    // (entry_count + 1) * 2
   std::uint16_t record_header_bytes;  // 1 + numeric keys + offset_area_bytes
 };
+
+// Appends one entry. Raises: "Too many key fields used"
+void key_create(std::uint16_t start, std::uint16_t length, std::uint8_t direction, Sequence* sequence,
+                std::uint16_t field, std::int32_t type, std::uint8_t count, std::uint8_t descending);
 
 // Getters for other folders. Valid from key_init to key_windup.
 [[nodiscard]] std::uint16_t key_count();

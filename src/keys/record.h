@@ -16,6 +16,7 @@
 
 #include <cstdint>
 
+#include "keys/key_table.h"
 #include "support/bytes.h"
 
 namespace fsort {
@@ -31,14 +32,31 @@ enum ColumnMode : std::uint8_t { kColumnFail = 0, kColumnToFieldEnd = 1, kColumn
 inline constexpr std::uint8_t kClassBlank = 1;
 inline constexpr std::uint8_t kClassDelimiter = 2;
 
+// Longest header: the frame byte, 16 sign bytes (a numeric key takes at least 2 of 32 entries) and 33 words.
+inline constexpr std::uint32_t kMaxHeaderBytes = 1 + kMaxKeys / 2 + 2 * (kMaxKeys + 1);
+
+// How rec_fill finds the keys of this sort, worked out once by rec_fill_prepare.
+struct FillPlan {
+  std::uint8_t constant_offsets;  // offset words are those of `header` in all records of >= needed data bytes
+  std::uint8_t single_delimiter;  // one delimiter byte and no blanks: fields are found by a byte search
+  std::uint8_t delimiter;         // that byte
+  std::uint8_t clear_header;      // header bytes may stay unwritten otherwise (numeric keys without fraction)
+  std::uint16_t header_bytes;     // H
+  std::uint16_t needed;           // greatest start of any entry
+  std::uint32_t located_fields;   // elements of the field arrays, at least 1
+  std::uint32_t blank_keys;       // bit i: entry i skips blanks
+  std::uint8_t header[kMaxHeaderBytes];  // a whole header; its length word is set record by record
+};
+
 struct RecordState {
   std::uint8_t byte_class[256];  // kClassBlank, kClassDelimiter
   std::uint8_t missing_fields;   // -mfr
   std::uint8_t column_mode;      // ColumnMode
-  std::uint16_t* field_start;    // field_count offsets, null when the record is not split
+  std::uint16_t* field_start;    // offsets of the record being built, null when records are not split
   std::uint16_t* field_end;
   std::uint16_t single_start;  // used when the record is not split
   std::uint16_t single_end;
+  FillPlan plan;
 };
 
 [[nodiscard]] inline std::uint16_t rec_total_length(const std::uint8_t* record) {
@@ -56,6 +74,7 @@ struct RecordState {
 // Raises: "Couldn't register record windup", "Failed to get memory for tab pointer array" and those of
 // key_init
 void rec_init(std::int32_t argc, const char** argv);
+// Frees the field arrays. May run twice.
 void rec_windup(Instance* instance);
 
 // The next record from the input function, in record memory with its header filled; null at the end.
@@ -63,6 +82,10 @@ void rec_windup(Instance* instance);
 // with a length), "Not enough fields in record", "Field too short", "Numeric field too long" (each after the
 // record's text), and those of fsort_alloc
 [[nodiscard]] std::uint8_t* rec_input();
+
+// Set a byte's class; used with arg_invoke.
+void blank(std::uint8_t byte);
+void delimit(std::uint8_t byte);
 
 // Hands the data part to the output function. Raises: "Error trying to write record from fsort"
 void rec_output(const std::uint8_t* record);

@@ -54,8 +54,8 @@ void seq_init(std::int32_t default_type);
 // A table with every rank 0 and every byte not in the sequence. Raises: "Couldn't get memory for sequence
 // table"
 [[nodiscard]] Sequence* seq_alloc();
-// Frees every table, newest first. May run twice.
-void seq_free_all();
+// Frees every table, newest first, and forgets the shared ones. May run twice.
+void seq_free_all(SequenceState& state);
 
 // Reads the sequence written after -k, -n or -s from `index` on into *table, making it on first use; an
 // argument that is no operand reads nothing. Result: the index after it. Raises: "Invalid range for collating
