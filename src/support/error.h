@@ -20,7 +20,14 @@
 //
 // Stale traps. Some functions leave their trap set when they return successfully (InitCommand, the usage
 // text). They say so by trap_leave_set(); the frame keeps its place and its title but may no longer be jumped
-// to: the next trap always lies above it. A debug assertion in the raise refuses a stale target.
+// to: the next trap always lies above it. A debug assertion in the raise refuses a stale target; a release
+// build passes it over and jumps to the next live frame below.
+//
+// Raising while an error is shown. The display function may be a caller's callback, and a callback may abort
+// the sort, which is a raise. It lands in the trap whose messages are being shown. That display ends where it
+// is and the new text is shown instead, once: a raise that interrupts the display of such a second text, or
+// of an abort (ErrorAbort), shows nothing any more. So a callback that aborts on every text it is given comes
+// to an end.
 //
 // Raising across a live object with a destructor is undefined; the engine has none (see CONTRIBUTING).
 #pragma once
@@ -44,14 +51,17 @@ struct TrapFrame {
   const char* message;  // the title; in the slot above the top: the text of the error
   std::jmp_buf jump;
 };
+static_assert(sizeof(std::jmp_buf) <= 256, "a frame sets 256 bytes aside for the jump buffer");
 
 struct ErrorState {
   TrapFrame frames[kTrapFrames];
   std::uint32_t trap_depth;        // traps set
   std::uint32_t pending_messages;  // one past the highest frame still to be shown
   std::int32_t trap_result;        // value of the latest trap set, 0 on the first pass
+  std::uint32_t caught;            // frame that the latest raise jumped to
   std::uint32_t leave_set;         // a body asked that its trap stay set
-  std::uint32_t displaying;        // ErrorDisplay is running
+  std::uint32_t displaying;        // bit d: ErrorDisplay is running at depth d
+  std::uint32_t last_display;      // bit d: whatever interrupts the display at depth d is not shown
 };
 
 // Forgets all traps.
@@ -63,12 +73,17 @@ void ErrorInit();
 // Forgets every trap and pending message of an earlier start. Requires: no trap of this instance is live.
 void trap_reset();
 
+// Second half of setting a trap; `value` is that of the set-jump. On 0 stores level and title in the top
+// frame. Result: `value`.
+std::int32_t _ErrorTrap(std::int32_t level, const char* title, std::int32_t value);
+
 namespace detail {
 int trap_run_raw(std::int32_t level, const char* title, int (*body)(void*), void* argument);
 }
 
 // Runs body(argument) under a trap. Result: what the body returned, or 1 after an error, which has then been
-// displayed. Raises: nothing that its level catches.
+// displayed. Raises: nothing that its level catches; with 16 traps set already, "Too many nested error traps"
+// to the innermost of them.
 template <class Argument>
 int trap_run(std::int32_t level, const char* title, int (*body)(Argument&), Argument& argument) {
   struct Call {
@@ -88,10 +103,16 @@ int trap_run(std::int32_t level, const char* title, int (*body)(Argument&), Argu
 // Called by a body right before it returns: its trap stays set (stale) instead of being popped.
 void trap_leave_set();
 
-// Raises `text`. The text must stay valid until it is displayed.
+// Raises `text`. The text must stay valid until it is displayed. Without a live trap the process ends with a
+// message to the standard error stream: no path of the engine raises there.
 [[noreturn]] void ErrorReturn(std::int32_t code, const char* text);
 
-// Shows the pending messages, innermost first, each with a line break. A second call shows nothing.
+// Raises the text of a caller's abort. The same as ErrorReturn, but while that text is shown a further raise
+// shows nothing.
+[[noreturn]] void ErrorAbort(std::int32_t code, const char* text);
+
+// Shows the pending messages, innermost first, each with a line break. A second call at the same depth shows
+// nothing.
 void ErrorDisplay();
 
 }  // namespace fsort
