@@ -36,7 +36,7 @@ TrapFrame& trap_push() {
   frame.stale = 0;
   e.trap_depth = index + 1;
   e.displaying &= ~depth_bit(index + 1);
-  e.last_display &= ~depth_bit(index + 1);
+  e.interrupted &= ~depth_bit(index + 1);
   return frame;
 }
 
@@ -66,7 +66,8 @@ int trap_caught(std::int32_t level, const char* title) {
 }
 
 [[noreturn]] void no_trap(const char* text) {
-  std::fprintf(stderr, "fsort: an error was raised outside every error trap: %s\n", text);
+  std::fprintf(stderr, "fsort: an error was raised outside every error trap: %s\n",
+               text != nullptr ? text : "");
   std::abort();
 }
 
@@ -94,7 +95,7 @@ void trap_reset() {
   e.pending_messages = 0;
   e.leave_set = 0;
   e.displaying = 0;
-  e.last_display = 0;
+  e.interrupted = 0;
   osdll_drop_displays(display_st(), 0);
 }
 
@@ -120,10 +121,10 @@ void ErrorReturn(std::int32_t code, const char* text) {
   const std::uint32_t depth = e.trap_depth;
   const std::uint32_t bit = depth_bit(depth);
   const std::uint32_t target = catching_frame(e, code, text);
-  if ((e.displaying & e.last_display & bit) != 0) {
+  if (text == nullptr || (e.displaying & e.interrupted & bit) != 0) {
     e.pending_messages = 0;
   } else {
-    if ((e.displaying & bit) != 0) e.last_display |= bit;
+    e.interrupted |= e.displaying & bit;
     e.pending_messages = depth + 1;
     e.frames[depth].message = text;
   }
@@ -132,11 +133,9 @@ void ErrorReturn(std::int32_t code, const char* text) {
   std::longjmp(e.frames[target].jump, code);
 }
 
-void ErrorAbort(std::int32_t code, const char* text) {
-  ErrorState& e = error_st();
-  const std::uint32_t bit = depth_bit(e.trap_depth);
-  if ((e.displaying & bit) == 0) e.last_display |= bit;
-  ErrorReturn(code, text);
+bool error_displaying() {
+  const ErrorState& e = error_st();
+  return (e.displaying & depth_bit(e.trap_depth)) != 0;
 }
 
 void ErrorDisplay() {
@@ -150,7 +149,7 @@ void ErrorDisplay() {
   }
   e.pending_messages = i;
   e.displaying &= ~bit;
-  e.last_display &= ~bit;
+  e.interrupted &= ~bit;
   osdll_drop_error_text();
 }
 

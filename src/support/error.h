@@ -24,10 +24,9 @@
 // build passes it over and jumps to the next live frame below.
 //
 // Raising while an error is shown. The display function may be a caller's callback, and a callback may abort
-// the sort, which is a raise. It lands in the trap whose messages are being shown. That display ends where it
-// is and the new text is shown instead, once: a raise that interrupts the display of such a second text, or
-// of an abort (ErrorAbort), shows nothing any more. So a callback that aborts on every text it is given comes
-// to an end.
+// the sort, which is a raise. It lands in the trap whose messages are being shown: that display ends where it
+// is and the new text is shown instead, once. A raise that interrupts the display of such a second text shows
+// nothing any more, so a callback that aborts on every text it is given comes to an end.
 //
 // Raising across a live object with a destructor is undefined; the engine has none (see CONTRIBUTING).
 #pragma once
@@ -61,7 +60,7 @@ struct ErrorState {
   std::uint32_t caught;            // frame that the latest raise jumped to
   std::uint32_t leave_set;         // a body asked that its trap stay set
   std::uint32_t displaying;        // bit d: ErrorDisplay is running at depth d
-  std::uint32_t last_display;      // bit d: whatever interrupts the display at depth d is not shown
+  std::uint32_t interrupted;       // bit d: a raise has interrupted the display at depth d before
 };
 
 // Forgets all traps.
@@ -103,13 +102,13 @@ int trap_run(std::int32_t level, const char* title, int (*body)(Argument&), Argu
 // Called by a body right before it returns: its trap stays set (stale) instead of being popped.
 void trap_leave_set();
 
-// Raises `text`. The text must stay valid until it is displayed. Without a live trap the process ends with a
-// message to the standard error stream: no path of the engine raises there.
+// Raises `text`, which must stay valid until it is displayed; null: nothing is shown for this raise. Without
+// a live trap the process ends with a message to the standard error stream: no path of the engine raises
+// there.
 [[noreturn]] void ErrorReturn(std::int32_t code, const char* text);
 
-// Raises the text of a caller's abort. The same as ErrorReturn, but while that text is shown a further raise
-// shows nothing.
-[[noreturn]] void ErrorAbort(std::int32_t code, const char* text);
+// True while the messages of the innermost trap are being shown: a raise now would interrupt that display.
+[[nodiscard]] bool error_displaying();
 
 // Shows the pending messages, innermost first, each with a line break. A second call at the same depth shows
 // nothing.
