@@ -10,7 +10,8 @@
 //   - No other place of the engine includes a header of the operating system.
 //   - A failing call returns its stated value and leaves a Windows error code for get_last_error().
 //   - All functions may be called from any thread; a handle is used by one thread at a time.
-//   - Nothing here raises, and nothing here allocates except where it says so.
+//   - Nothing here raises, and nothing here allocates except the heap calls and, for a record of its own
+//     that close_handle gives back, create_file.
 #pragma once
 
 #include <cstddef>
@@ -138,8 +139,8 @@ struct OsTable {
   // Result: the new low half; 0xFFFFFFFF with get_last_error() != 0 on failure (*high is then unchanged).
   // On success the last error is 0.
   std::uint32_t (*set_file_pointer)(Handle file, std::int32_t low, std::int32_t* high, std::uint32_t origin);
-  bool (*set_end_of_file)(Handle file);  // cuts or extends the file at its pointer
-  bool (*flush_file_buffers)(Handle file);
+  bool (*set_end_of_file)(Handle file);     // cuts or extends the file at its pointer
+  bool (*flush_file_buffers)(Handle file);  // a system may take this as done (POSIX does)
   std::uint32_t (*get_file_type)(Handle file);
   Handle (*get_std_handle)(std::int32_t which);  // one of kStdInput, kStdOutput, kStdError
   bool (*delete_file)(const char* name);
