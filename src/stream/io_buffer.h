@@ -40,8 +40,11 @@ struct IoBuffer {
   std::uint32_t mode;          // kModeOverlapped or 0
   std::uint32_t launch_error;  // fs_errno when the request could not be issued, else 0; 38 = end of file
   std::uint64_t skip;          // bytes at the start of the data area before the position asked for
+  std::uint32_t wanted;        // bytes that must move; fewer means the transfer was cut short
 };
-static_assert(sizeof(IoBuffer) <= 88);
+// A buffer's data starts on the first sector boundary at least this many bytes behind the start of its block.
+inline constexpr std::uint32_t kRequestBytes = 88;
+static_assert(sizeof(IoBuffer) <= kRequestBytes);
 
 // The last failure's Windows code of the stream layer. Process-wide; the entry lock keeps its use single.
 extern constinit std::uint32_t fs_errno;

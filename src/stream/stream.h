@@ -17,7 +17,7 @@
 // sets the error flag. Behind that, `lim` (one past the last valid byte of the current buffer) makes every
 // consumer clamp `cnt` before using it, and a refill result <= 0 means "nothing", so no byte outside the
 // buffer is read. Kept on purpose: a backward seek inside the buffer leaves `cnt` wrapped around; the clamp
-// repairs it on the next operation.
+// repairs it on the next operation. A reader that moves `ptr` and `cnt` itself asks fcnt first.
 //
 // Nothing here raises. Failures are -1, 0 or null with the code in fs_errno and the flags kStreamError and
 // kStreamEof telling which of the two happened.
@@ -59,7 +59,7 @@ struct Stream {
   std::uint32_t bufsize;  // data size of each attached buffer
   std::uint32_t flags;
   std::uint8_t* base;  // first valid byte of the current buffer; null before the first fill
-  std::uint8_t* lim;   // reading: one past its last valid byte
+  std::uint8_t* lim;   // one past its last valid byte (reading) or its end (writing)
 };
 
 struct StreamState {
@@ -69,8 +69,8 @@ struct StreamState {
   Handle std_handles[3];
   std::uint8_t overlapped_available;
   char error_text[160];                      // area of ntstrerror
-  alignas(16) std::uint8_t std_err_link[8];  // link word of the error stream's one buffer
-  IoBuffer std_err_buffer;
+  alignas(16) std::uint8_t std_err_link[8];  // link word of the error stream's one buffer,
+  IoBuffer std_err_buffer;                   // which follows at once
   std::uint8_t std_err_data[152];
 };
 
@@ -86,7 +86,8 @@ void fwindup();
 // effect), t (temporary), b (ignored), + (read and write), and x: with w, the file must not exist yet (code
 // 80 when it does). Result: the stream, or null with fs_errno set. Owns: the caller, until fstdio_fclose.
 [[nodiscard]] Stream* fstdio_fopen(const char* name, const char* mode);
-// Flushes and closes; 0 or -1. A stream on a standard handle is not closed: its flags become 0.
+// Flushes and closes; 0 or -1. When the flush fails the stream stays open and its owner's. A stream on a
+// standard handle is not closed: its flags become 0.
 int fstdio_fclose(Stream* s);
 
 // Next byte as a signed 8-bit value widened (0xFF is -1, like the end), or -1 at end or error.
@@ -100,7 +101,7 @@ int fstdio_fputs(const char* text, Stream* s);
 int fstdio_fprintf(Stream* s, const char* format, ...) FSORT_PRINTF(2, 3);
 // Whole items read: `count`, fewer when the stream runs dry, 0 when it was empty and already at end or error.
 std::uint64_t fstdio_fread(void* dst, std::uint64_t size, std::uint64_t count, Stream* s);
-// Whole items written before a flush failed, `count` on success.
+// `count` on success, else the whole items placed before a flush failed (never `count`).
 std::uint64_t fstdio_fwrite(const void* src, std::uint64_t size, std::uint64_t count, Stream* s);
 int fstdio_fflush(Stream* s);
 // origin 0: from the start, 1: from `pos`. A writing stream is only flushed.
