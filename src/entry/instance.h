@@ -2,11 +2,13 @@
 //
 // One zero-filled record holds all state of one sort: a block per module, declared in the module's own
 // header. The process-wide `current_instance` names the record in use; every export makes its own record
-// current on entry and puts the previous one back on leaving (InstanceScope in entry_switch.h), under the
-// entry lock. A folder reaches its own blocks through its <folder>_access.h and nothing else of the record.
+// current on entry and puts the previous one back on leaving (instance_enter and instance_leave in
+// entry_switch.h), under the entry lock. A folder reaches its own blocks through its <folder>_access.h and
+// nothing else of the record.
 //
-// Process-wide state by design, all constinit: current_instance, the entry lock, file_read and file_write,
-// the error text buffer, fs_errno, the preprocessor's scratch and the parser's blank flags.
+// Process-wide state by design, all constinit: current_instance, the entry lock with its depth and owner, the
+// list of exports in progress (entry_switch.h), file_read and file_write, the error text buffer, fs_errno,
+// the preprocessor's scratch and the parser's blank flags.
 #pragma once
 
 #include <csetjmp>
@@ -34,6 +36,8 @@ using UserYieldFunction = std::uint32_t (*)();
 
 inline constexpr std::uint32_t kMessageBytes = 256;
 inline constexpr std::uint64_t kStackReserveBytes = 512000;
+// One copy is the consumer's, the other is being filled for it.
+inline constexpr std::uint32_t kPipeCopies = 2;
 
 // One-record mailbox between the sort and its caller.
 struct RecordPipe {
@@ -65,21 +69,24 @@ struct EntryState {
   std::int32_t abort_code;  // given to FsortExit, 0 when no abort was asked
   std::jmp_buf start_jmp;
   std::int32_t start_status;
-  ReadFunction start_input;
-  WriteFunction start_output;
-  const char* start_command;
-  // Guards of this engine's own.
-  std::uint8_t running;          // inside FsortStart
-  std::uint8_t abort_displayed;  // the abort's messages are being shown
-  std::uint8_t abort_pending;    // another thread asked to abort while the lock was given back
-  std::uint8_t pipe_ended;       // the sort that the pipe served is over
-  std::uint8_t pipe_kept;        // a record sent before FsortStart waits in kept_length/kept_record
-  std::uint32_t sort_thread;     // thread inside FsortStart
-  std::uint64_t kept_length;
-  const std::uint8_t* kept_record;
-  std::uint8_t* pipe_copy[2];  // output records handed to a pipe consumer, alternating
-  std::uint64_t pipe_copy_bytes[2];
-  std::uint32_t pipe_copy_next;
+  ReadFunction start_input;    // the arguments of FsortStart, kept as given; meaningful while it runs
+  WriteFunction start_output;  //
+  const char* start_command;   //
+  // What follows serves this engine's own guards.
+  std::int32_t start_argc;               // argument vector of start_arguments
+  const char* const* start_argv;         // null: the sort is described by start_command
+  std::uint32_t sort_thread;             // thread inside FsortStart; meaningful while running
+  std::uint8_t running;                  // inside FsortStart
+  std::uint8_t destroying;               // inside FsortDestroy
+  std::uint8_t abort_displayed;          // the abort's text has been raised once
+  std::uint8_t abort_pending;            // another thread asked to abort while the lock was given back
+  std::uint8_t pipe_ended;               // the sort that the pipe served is over
+  std::uint8_t pipe_kept;                // a record sent before FsortStart waits in kept_length/kept_record
+  std::uint64_t kept_length;             //
+  const std::uint8_t* kept_record;       //
+  std::uint8_t* pipe_copy[kPipeCopies];  // output records handed to a pipe consumer, in turn
+  std::uint64_t pipe_copy_bytes[kPipeCopies];
+  std::uint32_t pipe_copy_next;  // the one to fill next
 };
 
 struct alignas(16) Instance {

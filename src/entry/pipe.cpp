@@ -1,0 +1,155 @@
+// The record pipe. See pipe.h and docs/internals/pipe.md.
+//
+// The flag is tested, and the data stored, under the entry lock, so the order of the stores does not matter
+// to the peer. Between two tests the waiting side gives the lock back entirely and yields the processor, at
+// first once, then more often, so that a peer that is slow to wake finds the lock free.
+#include "entry/pipe.h"
+
+#include <cstring>
+
+#include "entry/entry_access.h"
+#include "entry/entry_switch.h"
+#include "entry/init_command.h"
+#include "entry/library.h"
+#include "entry/sort_abort.h"
+#include "platform/heap.h"
+#include "platform/os.h"
+
+namespace fsort {
+
+namespace {
+
+// Yields between two tests of the flag; more would only delay the hand-over.
+constexpr std::uint32_t kMaxYields = 16;
+
+// Lets other threads in for a moment. The caller's own instance is in force meanwhile, as in a callback.
+void pipe_pause(std::uint32_t yields) {
+  Instance* own = current_instance;
+  Instance* previous = own->entry.prev_instance;
+  EntryFrame* frame = entry_frame_top();
+  const bool peer = frame != nullptr && frame->kind != EntryKind::start;
+  if (peer) frame->waiting = 1;
+  current_instance = previous;
+  const std::uint32_t depth = entry_lock_give_back();
+  for (std::uint32_t i = 0; i < yields; ++i) os->yield_thread();
+  entry_lock_take_again(depth);
+  own->entry.prev_instance = previous;
+  current_instance = own;
+  if (peer) frame->waiting = 0;
+}
+
+bool can_send(const RecordPipe* pipe) { return pipe->flag != 1 && entry_st().pipe_kept == 0; }
+bool can_retrieve(const RecordPipe* pipe) { return pipe->flag != 0; }
+
+// Waits until `ready`. Result: false when it never will be: the sort is over or is to be aborted.
+bool pipe_wait(const RecordPipe* pipe, bool (*ready)(const RecordPipe*)) {
+  for (std::uint32_t yields = 1;; yields = yields < kMaxYields ? yields * 2 : kMaxYields) {
+    if (!entry_frames_overlaid()) {
+      if (sort_abort_waits()) return false;
+      if (ready(pipe)) return true;
+      if (entry_st().pipe_ended != 0) return false;
+    }
+    pipe_pause(yields);
+  }
+}
+
+// Copies an output record into the next of the two buffers. Result: the copy, or null when memory is short.
+const std::uint8_t* pipe_copy(std::uint64_t length, const std::uint8_t* record) {
+  EntryState& e = entry_st();
+  const std::uint32_t i = e.pipe_copy_next;
+  if (e.pipe_copy_bytes[i] < length) {
+    auto* grown = static_cast<std::uint8_t*>(heap_alloc(length));
+    if (grown == nullptr) return nullptr;
+    heap_free(e.pipe_copy[i]);
+    e.pipe_copy[i] = grown;
+    e.pipe_copy_bytes[i] = length;
+  }
+  std::memcpy(e.pipe_copy[i], record, length);
+  e.pipe_copy_next = (i + 1) % kPipeCopies;
+  return e.pipe_copy[i];
+}
+
+}  // namespace
+
+int pipe_send(RecordPipe* pipe, std::uint64_t length, const std::uint8_t* record) {
+  if (entry_st().pipe_ended != 0) return 0;
+  if (!pipe_wait(pipe, can_send)) return 0;
+  pipe->flag = 1;
+  pipe->length = length;
+  pipe->record = record;
+  return 0;
+}
+
+int pipe_retrieve(RecordPipe* pipe, std::uint64_t* length, const std::uint8_t** record) {
+  *length = 0;
+  *record = nullptr;
+  if (!pipe_wait(pipe, can_retrieve)) return 0;
+  pipe->flag = 0;
+  *record = pipe->record;
+  *length = pipe->length;
+  return 0;
+}
+
+std::int32_t fsort_send(std::uint64_t length, const std::uint8_t* record) {
+  EntryState& e = entry_st();
+  RecordPipe* pipe = e.pipe_ptr;
+  if (e.running != 0 && length != 0) {
+    pipe_wait(pipe, can_send);
+    sort_abort_check();
+    record = pipe_copy(length, record);
+    if (record == nullptr) return 1;
+  }
+  pipe_send(pipe, length, record);
+  sort_abort_check();
+  return 0;
+}
+
+std::int32_t fsort_retrieve(std::uint64_t* length, const std::uint8_t** record) {
+  EntryState& e = entry_st();
+  if (e.pipe_kept != 0) {
+    e.pipe_kept = 0;
+    *length = e.kept_length;
+    *record = e.kept_record;
+    return 0;
+  }
+  pipe_retrieve(e.pipe_ptr, length, record);
+  sort_abort_check();
+  return 0;
+}
+
+void pipe_start(bool served) {
+  EntryState& e = entry_st();
+  e.pipe_kept = 0;
+  if (served) {
+    e.pipe_ended = 0;
+    if (e.start_input == pipe_input() && e.pipe.flag == 1) {
+      e.pipe_kept = 1;
+      e.kept_length = e.pipe.length;
+      e.kept_record = e.pipe.record;
+    }
+  }
+  e.pipe.flag = 0;
+  e.pipe_ptr = &e.pipe;
+}
+
+void pipe_end() {
+  EntryState& e = entry_st();
+  e.pipe_kept = 0;
+  e.pipe_ended = 1;
+}
+
+void pipe_dismiss(const EntryFrame& frame) {
+  entry_st().pipe_ended = 1;
+  while (entry_frame_accompanied(frame)) pipe_pause(kMaxYields);
+}
+
+void pipe_free() {
+  EntryState& e = entry_st();
+  for (std::uint32_t i = 0; i < kPipeCopies; ++i) {
+    heap_free(e.pipe_copy[i]);
+    e.pipe_copy[i] = nullptr;
+    e.pipe_copy_bytes[i] = 0;
+  }
+}
+
+}  // namespace fsort

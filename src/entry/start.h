@@ -1,0 +1,25 @@
+// One sort from start to end: what FsortStart and start_arguments share.
+#pragma once
+
+#include <cstdint>
+
+#include "fsort.h"
+#include "support/record_functions.h"
+
+namespace fsort {
+
+// What a sort is started with: a command string, or an argument vector when `argv` is not null.
+struct StartArguments {
+  ReadFunction input;
+  WriteFunction output;
+  const char* command;
+  std::int32_t argc;
+  const char* const* argv;
+};
+
+// Runs one sort. Result: 0, 1, or the code given to FsortExit. 1 at once, with nothing changed, for a null
+// handle and for one that is busy: a sort runs on it, it is being destroyed, or another call on it is in
+// progress whose traps a start would forget.
+[[nodiscard]] std::int32_t sort_start(fsort_handle handle, const StartArguments& arguments);
+
+}  // namespace fsort
