@@ -32,10 +32,12 @@ struct ReadState {
 };
 
 // Takes -rt, -rv, -rf; sets the description's reader and record length; registers read_windup.
-// Raises: the option messages (see docs/MESSAGES.md), "Couldn't allocate memory for a record buffer",
+// Raises: the option messages (see docs/RECORDS.md), "Couldn't allocate memory for a record buffer",
 // "Couldn't register function read_windup"
 void read_init(RecordDescription* description, std::int32_t argc, const char** argv);
 void read_windup(Instance* instance);
+// Frees the record buffer, as the windup does.
+void read_release();
 
 // Read functions: 0 with length and address (valid until the next call), 0 with length 0 and null at the end,
 // or 1 (length 0, null) after an error, which has been displayed.

@@ -14,6 +14,7 @@ inline constexpr std::uint16_t kMaxBufferKb = 1024;
 
 struct RinState {
   Stream* input;                           // current input, null when none
+  Stream* first;                           // the first file while the others are counted, else null
   const char* file_names[kMaxInputFiles];  // reversed: the current file is the last one still listed
   std::uint16_t files_left;                // files after the current one
   std::uint16_t ibs;                       // buffer size in KB
@@ -26,7 +27,10 @@ struct RinState {
 // <name>:\n...", "error getting length of input file(2)", "Couldn't allocate memory for input file buffer",
 // "Couldn't register input windup"
 void rin_init(RecordDescription* description, std::int32_t argc, const char** argv);
+// Gives back buffers, streams and names. Raises: "Error attempting to close input file"
 void rin_windup(Instance* instance);
+// The same without raising; false when a file could not be closed.
+bool rin_release();
 
 // Bytes readable now, moving to the next file when the current one is exhausted; 0 at the end of the last.
 [[nodiscard]] std::uint64_t rin_cnt();

@@ -19,7 +19,10 @@ struct RoutState {
   std::uint8_t output_named;
   std::uint8_t output_open;
   std::uint8_t ended;          // the named file was closed: open it again only to append
+  std::uint8_t reported;       // a failed write of this output has been shown
   std::uint16_t obs;           // buffer size in KB
+  std::uint32_t failure_code;  // system code of that write; valid when reported
+  Stream* unclosed;            // stream that failed: not closed with the output but by the windup
   BufferChain output_buffers;  // held while no stream has them
 };
 
@@ -27,7 +30,11 @@ struct RoutState {
 // Raises: "No more that one output file may be specified", "-out or > require an argument",
 // "<name>:file name too long", "Couldn't allocate output buffer", "Couldn't register io windup"
 void rout_init(RecordDescription* description, std::int32_t argc, const char** argv);
+// Writes out and closes an open output and gives back buffers and stream. Raises: what rout_write raises at
+// the end of output, unless it has been shown before
 void rout_windup(Instance* instance);
+// The same without raising, after an error that has been shown.
+void rout_release();
 
 // Write function; 0, or 1 after an error, which has been displayed under "Error writing record to output".
 std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record);
