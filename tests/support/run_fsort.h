@@ -1,0 +1,39 @@
+// Runs one sort through the library in this process and collects all that comes out of it.
+//
+// Records go in and out through callbacks or through files in a folder of the test process. A command line that
+// is too long for FsortStart is handed over as an argument vector, with files on both sides.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace fsort_test {
+
+enum class Route { callback, file };
+
+struct SortRequest {
+  std::vector<std::string> arguments;  // without the names of files
+  std::vector<std::string> records;
+  Route input = Route::callback;
+  Route output = Route::callback;
+};
+
+struct SortRun {
+  std::int32_t status = -1;
+  std::vector<std::string> texts;    // displayed, in order
+  std::vector<std::string> records;  // handed to the write callback
+  std::string bytes;                 // all of the output
+  bool by_arguments = false;         // the argument vector was used
+  bool input_was_file = false;
+};
+
+[[nodiscard]] SortRun run_fsort(const SortRequest& request);
+
+// True when the command is too long for one string, so that run_fsort uses an argument vector and files.
+[[nodiscard]] bool needs_argument_vector(const SortRequest& request);
+
+// The folder of this process for input and output files.
+[[nodiscard]] const std::string& test_folder();
+
+}  // namespace fsort_test
