@@ -39,9 +39,7 @@ TEST_F(Driver, SegmentLengthOf4194304KbFailsAnd4194303PassesThatTest) {
   }
 }
 
-TEST_F(Driver, SegmentLengthOfZeroIsRefused) {
-  expect_init_error({"-l", "0"}, "Segment length too small\n");
-}
+TEST_F(Driver, SegmentLengthOfZeroIsRefused) { expect_init_error({"-l", "0"}, "Segment length too small\n"); }
 
 TEST_F(Driver, SegmentThatCannotHoldTheFirstLevelIsRefusedWhenTheSortStarts) {
   // 6 KB hold 91 bins; the default sequence needs 97.
@@ -78,7 +76,9 @@ TEST_F(Driver, VerboseShowsSegmentLengthAndOneLineForEachLevel) {
   EXPECT_EQ(fsort_call(), 0);
   ASSERT_GE(displayed().size(), 2u);
   EXPECT_EQ(displayed()[1].substr(0, 15), "k=0, d=0 si=0 d");
-  EXPECT_TRUE(matches(displayed()[1], "k=0, d=0 si=0 data=[0-9]+K sub=[0-9]+K unused=[0-9]+K #records=[0-9]+ bins=97\n")) << displayed()[1];
+  EXPECT_TRUE(matches(displayed()[1],
+                      "k=0, d=0 si=0 data=[0-9]+K sub=[0-9]+K unused=[0-9]+K #records=[0-9]+ bins=97\n"))
+      << displayed()[1];
 }
 
 TEST_F(Driver, VerboseTakesALevelLimit) {
@@ -96,7 +96,9 @@ TEST_F(Driver, UsageIsShownInTwoTextsAndStopsTheStart) {
   expected_traps_left_ = 1;  // the trap of a start that showed the usage text stays set
 }
 
-TEST_F(Driver, OneLeftArgumentIsNamedAsInvalid) { expect_init_error({"-zz"}, "-zz is an invalid argument\n"); }
+TEST_F(Driver, OneLeftArgumentIsNamedAsInvalid) {
+  expect_init_error({"-zz"}, "-zz is an invalid argument\n");
+}
 
 TEST_F(Driver, TwoLeftArgumentsAreJoinedByAnd) {
   expect_init_error({"a", "b"}, "a and b are invalid arguments\n");
@@ -212,7 +214,8 @@ TEST_F(Driver, EightWindupsAreRegisteredSoASecondSortOnTheInstanceFails) {
 
 TEST_F(Driver, ASortThatNeedsMoreThanItsMemoryEndsWithAClearError) {
   Texts records;
-  for (int i = 0; i < 6000; ++i) records.push_back("record number " + std::to_string(i) + std::string(200, 'x') + "\n");
+  for (int i = 0; i < 6000; ++i)
+    records.push_back("record number " + std::to_string(i) + std::string(200, 'x') + "\n");
   RecordsInOut::in = records;
   ASSERT_EQ(init({"-m", "512"}), 0);
   EXPECT_EQ(fsort_call(), 1);

@@ -1,7 +1,7 @@
 // A fixture that runs the driver over records in memory, without the entry layer and without files.
 //
-// Records go in through a read function and come out through a write function; the command line is an argument
-// vector. Tests may stop after fsort_init and look at the plan, levels and bins themselves.
+// Records go in through a read function and come out through a write function; the command line is an
+// argument vector. Tests may stop after fsort_init and look at the plan, levels and bins themselves.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,7 @@
 #include "engine/driver.h"
 #include "engine/engine_state.h"
 #include "support/instance_fixture.h"
+#include "support/stkavl.h"
 
 namespace fsort::test {
 
@@ -48,6 +49,7 @@ class EngineFixture : public InstanceFixture {
  protected:
   void SetUp() override {
     InstanceFixture::SetUp();
+    stack_init(kStackReserveBytes);  // as every start of a sort does
     RecordsInOut::in.clear();
     RecordsInOut::out.clear();
     RecordsInOut::next = 0;
@@ -59,16 +61,22 @@ class EngineFixture : public InstanceFixture {
     return init_exactly(std::move(options));
   }
   int init_exactly(Texts options) {
-    options.insert(options.begin(), "fsort");
     args_.push_back(std::make_unique<ArgVector>(options));
     return fsort_init(RecordsInOut::read, RecordsInOut::write, args_.back()->argc(), args_.back()->argv());
+  }
+
+  // Everything displayed, as one text.
+  static std::string shown() {
+    std::string all;
+    for (const std::string& text : displayed()) all += text;
+    return all;
   }
 
   // A whole sort; result: the records in output order. Fails the test when the sort fails.
   Texts sort(Texts options, Texts records) {
     RecordsInOut::in = std::move(records);
-    EXPECT_EQ(init(std::move(options)), 0);
-    EXPECT_EQ(fsort_call(), 0);
+    EXPECT_EQ(init(std::move(options)), 0) << shown();
+    EXPECT_EQ(fsort_call(), 0) << shown();
     return RecordsInOut::out;
   }
 

@@ -29,8 +29,8 @@ TEST_F(Planning, DefaultSequenceTakesOneByteAPassUpToTheDefaultSegmentLength) {
 
 TEST_F(Planning, SmallTablesTakeSeveralBytesWhileBinsStayFewAgainstTheRecords) {
   ASSERT_EQ(init({"-k", "'0'-'9'"}), 0);
-  EXPECT_EQ(planned(21).step_count, 1u);    // 11 bins x 2 > 21
-  EXPECT_EQ(planned(22).step_count, 2u);    // 111 bins x 2 > 22
+  EXPECT_EQ(planned(21).step_count, 1u);  // 11 bins x 2 > 21
+  EXPECT_EQ(planned(22).step_count, 2u);  // 111 bins x 2 > 22
   EXPECT_EQ(planned(221).step_count, 2u);
   const Plan p = planned(222);
   EXPECT_EQ(p.step_count, 3u);

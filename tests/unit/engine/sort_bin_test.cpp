@@ -27,8 +27,8 @@ class SortBin : public EngineFixture {
     EXPECT_EQ(fsort_call(), 0);
     run_windups();
     const Texts& shown = displayed();
-    return static_cast<std::size_t>(
-               std::count_if(shown.begin(), shown.end(), [](const std::string& t) { return t.starts_with("k="); })) -
+    return static_cast<std::size_t>(std::count_if(shown.begin(), shown.end(),
+                                                  [](const std::string& t) { return t.starts_with("k="); })) -
            1;
   }
 };
@@ -51,7 +51,8 @@ TEST_F(SortBin, WithHighestRank30TheBoundaryLiesBetween5And6Records) {
     for (int i = 0; i < count; ++i) all.push_back(std::string("0") + static_cast<char>('1' + i) + "\n");
     return all;
   };
-  const Texts options = {"-k", "'0'-'N'", "-fs", "1", "-rs", "1000"};  // an estimate of one record: one-byte root
+  const Texts options = {"-k", "'0'-'N'", "-fs",
+                         "1",  "-rs",     "1000"};  // an estimate of one record: one-byte root
   EXPECT_EQ(levels_shown(options, records(5)), 0u);
   EXPECT_EQ(levels_shown(options, records(6)), 1u);
 }
@@ -140,7 +141,8 @@ TEST_P(ShortcutsAgainstPlainLevels, GiveTheSameRecordsInTheSameOrderByteForByte)
       const std::size_t longest = 1 + random() % GetParam().longest;
       for (int i = 0; i < count; ++i) {
         std::string text = prefix;
-        for (std::size_t n = random() % (longest + 1); n > 0; --n) text += alphabet[random() % alphabet.size()];
+        for (std::size_t n = random() % (longest + 1); n > 0; --n)
+          text += alphabet[random() % alphabet.size()];
         records.push_back(text + "|" + std::to_string(i) + "\n");
       }
       ASSERT_EQ(sort_with(false, records), sort_with(true, records)) << count << " records, round " << round;
@@ -162,14 +164,17 @@ INSTANTIATE_TEST_SUITE_P(
                  {"-mcf", "-k", "'a'-'c'", "-i", "-c", "0-1", "-k", "'a'-'c'", "-c", "2-"},
                  "abc",
                  6},
-        Shortcut{"Numbers", {"-n"}, "0123-.", 5},
-        Shortcut{"NumbersDescending", {"-i", "-n"}, "012-.", 5},
+        Shortcut{"Numbers", {"-n"}, "0123-.", 5}, Shortcut{"NumbersDescending", {"-i", "-n"}, "012-.", 5},
         Shortcut{"NumbersWithTwoDecimals", {"-n", "-d", "2"}, "012-.", 6},
         Shortcut{"NumbersUnique", {"-u", "-n"}, "01-.", 4},
-        Shortcut{"SignGovernsRest", {"-mcf", "-s", "'a'-'b'", "-c", "0-0", "-k", "'a'-'d'", "-c", "1-"}, "abcd", 6},
-        Shortcut{"SignGovernsNumber", {"-mcf", "-s", "'a'-'d'", "-c", "0-0", "-n", "-c", "1-"}, "abcd012-", 7},
+        Shortcut{"SignGovernsRest",
+                 {"-mcf", "-s", "'a'-'b'", "-c", "0-0", "-k", "'a'-'d'", "-c", "1-"},
+                 "abcd",
+                 6},
+        Shortcut{
+            "SignGovernsNumber", {"-mcf", "-s", "'a'-'d'", "-c", "0-0", "-n", "-c", "1-"}, "abcd012-", 7},
         Shortcut{"LettersThenNumberThenLetters",
-                 {"-mcf", "-k", "'0'-'2'", "-c", "0-0", "-n", "-c", "1-3", "-k", "-i", "'0'-'9'", "-c", "2-"},
+                 {"-mcf", "-k", "'0'-'2'", "-c", "0-0", "-n", "-c", "1-3", "-k", "'0'-'9'", "-i", "-c", "2-"},
                  "012-",
                  7}),
     [](const ::testing::TestParamInfo<Shortcut>& info) { return info.param.name; });
@@ -198,7 +203,8 @@ TEST_F(SortBin, RecordsNearTheLongestLengthNeedNoDepth) {
   EXPECT_EQ(out, records);
 }
 
-// --- comparison --------------------------------------------------------------------------------------------------
+// --- comparison
+// --------------------------------------------------------------------------------------------------
 
 TEST_F(SortBin, OfTwoKeysEqualUpToTheEndOfOneTheShorterSortsFirstAscendingAndLastDescending) {
   EXPECT_EQ(sort({}, {"xab\n", "xa\n"}), (Texts{"xa\n", "xab\n"}));
@@ -219,7 +225,8 @@ TEST_F(SortBin, ASignByteInTheLowerHalfInvertsTheKeysItGovernsAndOneInTheUpperHa
             (Texts{"-3", "-2", "-1", "+1", "+2"}));
 }
 TEST_F(SortBin, ASignByteInsideALaterKeyInvertsInTheListSortToo) {
-  EXPECT_EQ(sort({"-k", "-c", "0-0", "-s", "'-'", "'+'", "-c", "1-1", "-k", "-c", "2-2"}, {"a-1", "a-2", "a+1", "a+2"}),
+  EXPECT_EQ(sort({"-k", "-c", "0-0", "-s", "'-'", "'+'", "-c", "1-1", "-k", "-c", "2-2"},
+                 {"a-1", "a-2", "a+1", "a+2"}),
             (Texts{"a-2", "a-1", "a+1", "a+2"}));
 }
 
