@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SplitCase{"SingleQuoteInsideDoubleQuotesIsOrdinary", "\"it's here\"", {"it's here"}},
                     SplitCase{"DoubleQuoteInsideSingleQuotesIsKept", "'\"'", {"'\"'"}},
                     SplitCase{"BytesAbove127AreOrdinary", "\xE9\xA0 b", {"\xE9\xA0", "b"}}),
-    [](const testing::TestParamInfo<SplitCase>& info) { return info.param.name; });
+    [](const testing::TestParamInfo<SplitCase>& row) { return row.param.name; });
 
 TEST(ClParse, PromisedSizesSufficeForTheMostArgumentsOfALongestCommand) {
   std::string command;
