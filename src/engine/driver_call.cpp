@@ -53,7 +53,10 @@ int run(Nothing& /*none*/) {
   const std::int64_t wall = os->time();
   push_or_fail(d.data_stack);
   d.frame_floor = stk_frames(d.data_stack) - 1;
+  d.reading_input = 1;
   distribute(rec_input, d.record_count);
+  d.reading_input = 0;
+  d.data_left = 0;
   tsort();
   while (stk_frames(d.data_stack) != 0) stk_pop_release(d.data_stack);
   stk_pop_release(d.sublist_stack);

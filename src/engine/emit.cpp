@@ -1,24 +1,80 @@
-// Emission; see emit.h. A bin without records on file needs no memory and no frame: its records are where
-// they are.
+// Emission; see emit.h.
+//
+// A bin without records on file needs no memory and no frame: its records are where they are. A bin with some
+// is read back record by record; each lies in a frame of its own that is popped when it is written, unless
+// records that were read ahead lie there too.
 #include "engine/emit.h"
 
 #include "engine/engine_access.h"
+#include "engine/relief.h"
 #include "keys/record.h"
 
 namespace fsort {
 
+namespace {
+
+constexpr std::uint64_t kRecordRoom = kRecordOverhead + sizeof(StackSave);
+
+// Makes the bin an empty one at its place.
+void reset_bin(Sublist& bin) {
+  const Sublist before = bin;
+  bin = sublist_empty();
+  bin.key = before.key;
+  bin.position = before.position;
+}
+
+// Room for one record: the other bins may be written out for it, and this one too, but it gets no child.
+void make_room_for_one(std::uint16_t bin) {
+  SortState& s = sort_st();
+  s.protected_level = s.current;
+  s.protected_bin = bin;
+  free_memory(sublist_longest_written() + kRecordRoom);
+  s.protected_level = nullptr;
+}
+
+void pop_to(std::uint32_t level) {
+  Stack* stack = driver_st().data_stack;
+  while (stk_frames(stack) > level) stk_pop_release(stack);
+}
+
+void write_all(bool frames) {
+  Stack* stack = driver_st().data_stack;
+  const std::uint32_t level = stk_frames(stack);
+  if (frames) static_cast<void>(stk_push(stack));
+  while (const std::uint8_t* record = sublist_input()) {
+    rec_output(record);
+    if (!frames) continue;
+    pop_to(level);
+    static_cast<void>(stk_push(stack));
+  }
+  if (frames) pop_to(level);
+}
+
+void write_first() {
+  if (const std::uint8_t* record = sublist_input()) rec_output(record);
+}
+
+}  // namespace
+
 void output_sublist(SublistArray* array, std::uint16_t bin, bool unique) {
+  SortState& s = sort_st();
+  const bool on_file = array->bins()[bin].file_count != 0;
+  if (on_file) {
+    make_room_for_one(bin);
+    s.emitting = 1;
+  }
+  const bool frames = on_file && s.preload_in_force == 0;
+  const std::uint32_t level = stk_frames(driver_st().data_stack);
   sublist_input_init(array, bin);
   if (unique) {
-    if (const std::uint8_t* record = sublist_input()) rec_output(record);
-    Sublist& b = array->bins()[bin];
-    const Sublist before = b;
-    b = sublist_empty();
-    b.key = before.key;
-    b.position = before.position;
-    return;
+    if (frames) static_cast<void>(stk_push(driver_st().data_stack));
+    write_first();
+    if (frames) pop_to(level);
+    reset_bin(array->bins()[bin]);
+  } else {
+    write_all(frames);
   }
-  while (const std::uint8_t* record = sublist_input()) rec_output(record);
+  s.emitting = 0;
 }
 
 }  // namespace fsort

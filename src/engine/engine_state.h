@@ -33,10 +33,11 @@ struct DriverState {
   std::uint64_t data_memory_kb;    // memory_kb - segment_kb
   ReadFunction input;
   WriteFunction output;
-  Stack* sublist_stack;       // levels
-  Stack* data_stack;          // records
-  Environment* environment;   // root level, for the windup; null outside a sort
-  std::uint8_t plain_levels;  // tests: no array sort and no prefix skip, every level in full
+  Stack* sublist_stack;        // levels
+  Stack* data_stack;           // records
+  Environment* environment;    // root level, for the windup; null outside a sort
+  std::uint8_t plain_levels;   // tests: no array sort and no prefix skip, every level in full
+  std::uint8_t reading_input;  // the root pass is running: more data is to come
 };
 
 // What the hot loops need of one key, gathered once a sort (key_view.h).
@@ -60,12 +61,15 @@ struct SortState {
   Environment* newest;                  // level made last and still alive
   Environment* relocation;              // kept up to date while levels are copied
   std::uint8_t preload_in_force;        // records of following bins have been read ahead
-  std::uint64_t memory_reserve;         // bytes a preload asked for
-  std::uint64_t free_data_kb;           // data memory left to deeper preloads
-  std::uint8_t** hint_rings;            // last eight heads of each bin (distribute.cpp); null: no hints
-  std::uint32_t hint_bins;              // bins that hint_rings has room for
-  ArrayEntry* entries;                  // scratch of the array sort; null until first used
-  std::uint64_t entry_capacity;         // entries in each half of it
+  std::uint8_t emitting;                // records of a bin on file are being emitted: nothing may move
+  Environment* protected_level;         // memory relief writes this bin, but makes no child of it
+  std::uint32_t protected_bin;
+  std::uint64_t memory_reserve;  // bytes a preload asked for
+  std::uint64_t free_data_kb;    // data memory left to deeper preloads
+  std::uint8_t** hint_rings;     // last eight heads of each bin (distribute.cpp); null: no hints
+  std::uint32_t hint_bins;       // bins that hint_rings has room for
+  ArrayEntry* entries;           // scratch of the array sort; null until first used
+  std::uint64_t entry_capacity;  // entries in each half of it
 };
 
 }  // namespace fsort

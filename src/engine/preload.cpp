@@ -1,7 +1,7 @@
 // How many of the following bins to read back from work files together; see sort_bin.h.
 #include "engine/engine_access.h"
-#include "engine/free_memory.h"
 #include "engine/plan.h"
+#include "engine/relief.h"
 #include "engine/sort_bin.h"
 
 namespace fsort {

@@ -1,13 +1,12 @@
 // Record memory: the data stack, handed out record by record; see record_memory.h.
 //
-// While the plan's budget lasts a record costs one bump of the top segment. When it is used up, a sort
-// without -m goes on segment by segment as long as the machine has memory: the budget was only an estimate
-// from the input's size. A sort with -m has said what it may take, and ends.
+// While the plan's budget lasts a record costs one bump of the top segment. When it is used up, free_memory
+// (relief.h) makes room. The data stack is cut into frames of a limited size, so that a part of the records
+// can be released.
 #include "engine/record_memory.h"
 
-#include "engine/driver.h"
 #include "engine/engine_access.h"
-#include "engine/free_memory.h"
+#include "engine/relief.h"
 #include "support/record_links.h"
 
 namespace fsort {
@@ -17,21 +16,7 @@ namespace {
 constexpr std::uint64_t kFrameBytes = sizeof(StackSave);
 constexpr char kNoMemory[] = "Unable to allocate memory for data";
 
-// True when one more segment keeps the sort within what the machine has.
-bool may_grow(const DriverState& d) {
-  if (d.memory_given != 0) return false;
-  const std::uint64_t held = std::uint64_t{stk_segments(d.data_stack)} + stk_segments(d.sublist_stack);
-  return (held + 1) * d.segment_kb <= d.machine_kb;
-}
-
 }  // namespace
-
-void free_memory(std::uint64_t size) {
-  const DriverState& d = driver_st();
-  if (size <= stk_max(d.data_stack)) return;
-  if (size > stk_segment_size() || !may_grow(d)) ErrorReturn(kErrorCode, kNoMemory);
-  stk_newseg();
-}
 
 std::uint8_t* fsort_alloc(std::uint64_t size) {
   DriverState& d = driver_st();

@@ -7,12 +7,12 @@
 #include "engine/distribute.h"
 #include "engine/emit.h"
 #include "engine/engine_access.h"
-#include "engine/free_memory.h"
 #include "engine/key_view.h"
 #include "engine/list_sort.h"
 #include "engine/order.h"
 #include "engine/plan.h"
 #include "engine/prefix_skip.h"
+#include "engine/relief.h"
 #include "engine/report.h"
 #include "keys/record.h"
 #include "support/stkavl.h"
@@ -28,13 +28,21 @@ void delete_file_after_last(std::uint16_t bin) {
   if (bin == 0) sublist_array_delete(&sort_st().current->array);
 }
 
-// Runs tsort on a child level and comes back to the parent, which may have moved meanwhile.
-void process_child(std::uint16_t bin) {
+// Makes a child level current. From now on the frames that stand belong to the ancestors' waiting records;
+// what is read for the child goes to a frame of its own. Result: the floor to put back.
+std::uint32_t enter_child(Environment* child) {
   DriverState& d = driver_st();
   const std::uint32_t floor = d.frame_floor;
   d.frame_floor = stk_frames(d.data_stack);
-  tsort();
-  d.frame_floor = floor;
+  static_cast<void>(stk_push(d.data_stack));
+  sort_st().current = child;
+  return floor;
+}
+
+// Back to the parent, which may have moved meanwhile. The child's frames stay: records of the parent's next
+// bins may have been read ahead into them. The parent pops them.
+void leave_child(std::uint16_t bin, std::uint32_t floor) {
+  driver_st().frame_floor = floor;
   sort_st().current = sort_st().current->parent;
   current_bin(bin)->child = nullptr;
 }
@@ -44,14 +52,21 @@ void process_empty(std::uint16_t bin) {
   Environment* child = current_bin(bin)->child;
   if (child == nullptr) return;
   delete_file_after_last(bin);
-  sort_st().current = child;
-  process_child(bin);
+  const std::uint32_t floor = enter_child(child);
+  tsort();
+  leave_child(bin, floor);
 }
 
 void finish_by_list_sort(std::uint16_t bin) {
   DriverState& d = driver_st();
   const std::uint64_t file_bytes = current_bin(bin)->file_bytes;
-  if (file_bytes != 0) free_memory(file_bytes + sizeof(StackSave));
+  if (file_bytes != 0) {
+    SortState& s = sort_st();
+    s.protected_level = s.current;
+    s.protected_bin = bin;
+    free_memory(file_bytes + sizeof(StackSave));
+    s.protected_level = nullptr;
+  }
   d.in_list_sort = 1;
   lisort(&sort_st().current->array, bin, d.unique != 0);
   d.in_list_sort = 0;
@@ -143,13 +158,17 @@ bool prepare(std::uint16_t bin, Plan* p) {
 
 // Distributes the bin into `level` and processes that.
 void distribute_and_process(std::uint16_t bin, Environment* level, std::uint64_t records) {
-  SortState& s = sort_st();
-  Environment* parent = s.current;
-  s.current = level;
+  DriverState& d = driver_st();
+  Environment* parent = sort_st().current;
+  const std::uint32_t floor = enter_child(level);
   sublist_input_init(&parent->array, bin);
+  const std::uint64_t data_left = d.data_left;
+  d.data_left = parent->array.bins()[bin].file_bytes;
   distribute(sublist_input, records);
+  d.data_left = data_left;
   if (bin == 0) sublist_array_delete(&parent->array);
-  process_child(bin);
+  tsort();
+  leave_child(bin, floor);
 }
 
 // Makes the bin a level of its own (or takes the one it has) and processes it.
@@ -217,6 +236,7 @@ void compact(std::uint32_t lower_bins) {
     bins[kept++] = bins[i];
   }
   array.lower_count = static_cast<std::uint16_t>(lower);
+  array.kept_count = static_cast<std::uint16_t>(kept);
   if (kept == array.count) return;
   array.count = static_cast<std::uint16_t>(kept);
   if (s.current == s.newest && !children) {
@@ -254,9 +274,11 @@ void process_bins() {
     s.preload_in_force = outer_preload != 0 || boundary < i ? 1 : 0;
     sublist_array_preload(static_cast<std::uint16_t>(boundary));
     const bool flipped = i >= lower_from;
+    s.current->array.half_flipped = flipped ? 1 : 0;
     if (flipped) ikey(first_key);
     fsort(bin);
     if (flipped) ikey(first_key);
+    s.current->array.half_flipped = 0;
     s.current->array.count = bin;
   }
   s.preload_in_force = outer_preload;

@@ -42,6 +42,9 @@ inline constexpr std::uint64_t kArraySortMinRecords = 1024;
 // How many records ahead of the one being written the emission asks for memory.
 inline constexpr std::uint64_t kEmitAhead = 12;
 
+// A sort without -m may outgrow its plan up to this part of the machine before it uses work files.
+inline constexpr std::uint64_t kGrowthShare = 2;
+
 // Default sizes and limits of the driver.
 inline constexpr std::uint32_t kDefaultSegmentKb = 91;
 inline constexpr std::uint32_t kMaxSegmentKb = 4194303;

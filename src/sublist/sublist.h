@@ -1,8 +1,8 @@
 // Sublists: the bins of one distribution level, with their records in memory and their runs on a work file.
 //
-// This header has the data model whole, and the operations on records in memory. Writing runs to work files
-// and reading them back is not part of the engine yet: a sort that does not fit in memory ends with "Unable
-// to allocate memory for data" and never reaches a state in which a bin has records on file.
+// Each array owns at most one work file, in which its bins are written as runs when memory runs short
+// (work_file.h, run_write.cpp) and from which they are read back one by one, with read-ahead of those that
+// follow (run_read.cpp).
 //
 //   environment                       one bin (64 bytes)
 //   +--------------------+            +-------------------------------------------+
@@ -45,12 +45,14 @@ struct SublistArray {
   Stream* file;
   std::uint32_t file_state;  // 0 closed, 1 open for input, 2 open for output
   std::uint8_t file_exists;
-  std::uint8_t padding[3];
+  std::uint8_t half_flipped;  // the bin now processed runs with its governed keys flipped
+  std::uint8_t padding[2];
   std::uint32_t file_number;
   std::uint16_t count;        // bins
   std::uint16_t lower_count;  // bins of the lower half that survived compaction
   std::uint32_t order_state;  // 0 not computed, 1 in order, 2 permuted, 3 rearranged
-  std::uint32_t padding2;
+  std::uint16_t kept_count;   // bins that survived compaction
+  std::uint16_t padding2;
 
   [[nodiscard]] Sublist* bins() { return reinterpret_cast<Sublist*>(this + 1); }
   [[nodiscard]] const Sublist* bins() const { return reinterpret_cast<const Sublist*>(this + 1); }
@@ -67,7 +69,7 @@ inline constexpr std::size_t kEnvironmentDirectoryLimit = 134;
 struct SublistState {
   char path[160];              // directory, "wk", instance digits, ".000"
   std::uint16_t number_at;     // index of the "." in path
-  std::uint16_t file_counter;  // last number given
+  std::uint32_t file_counter;  // last number given
   std::uint16_t read_block_kb;
   std::uint16_t write_block_kb;
   IoBuffer* input_buffer;
@@ -107,9 +109,15 @@ void sublist_clear_preload_done();
 [[nodiscard]] bool sublist_preload_done();
 [[nodiscard]] std::uint16_t sublist_longest_written();
 
-// Makes the bin the one being read.
+// Writes the bin's records allocated in data-stack frame `frame` or later as one run; older ones stay in
+// memory. Raises: those of opening, writing and closing a work file (sio.h)
+void sublist_write(std::uint32_t frame, SublistArray* array, std::uint16_t bin);
+// Unhooks the first record of the bin's memory list; null when it is empty.
+[[nodiscard]] std::uint8_t* sublist_take_first(Sublist* bin);
+// Makes the bin the one being read, its work file open and positioned. Raises: as sublist_write
 void sublist_input_init(SublistArray* array, std::uint16_t bin);
-// Its next record, from the front of its list; null when it has none.
+// Its next record: from the front of its list, then from its runs, newest first; null when it has none.
+// Raises: those of reading a work file (sio.h) and of fsort_alloc
 [[nodiscard]] std::uint8_t* sublist_input();
 // Makes the bin the one being delinked; the frame is kept for the caller.
 void sublist_delink_init(SublistArray* array, std::uint16_t bin, std::uint32_t frame);

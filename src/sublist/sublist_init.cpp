@@ -1,7 +1,7 @@
 // Options of the work files, set-up and clean-up of the sublist module.
 //
 // The two block buffers serve whatever work file is open: one for reading, one for writing. The module holds
-// a buffer while no file does; give_back_buffer moves it from the open file's stream to the module again.
+// a buffer while no file does (work_file.cpp moves them).
 #include <cstring>
 
 #include "cmdline/arg.h"
@@ -10,6 +10,7 @@
 #include "stream/stream.h"
 #include "sublist/sublist.h"
 #include "sublist/sublist_access.h"
+#include "sublist/work_file.h"
 #include "sublist/work_name.h"
 #include "support/error.h"
 #include "support/exit.h"
@@ -19,9 +20,6 @@ namespace {
 
 constexpr std::uint32_t kKilobyte = 1024;
 constexpr int kBuffersEach = 2;
-
-constexpr std::uint32_t kFileClosed = 0;
-constexpr std::uint32_t kFileInput = 1;
 
 // Takes a block-size option; its value in KB within the limits, or the default when it is not given.
 std::uint16_t take_block_size(std::int32_t argc, const char** argv, const char* option, const char* message) {
@@ -45,19 +43,6 @@ const char* take_directory(std::int32_t argc, const char** argv) {
   const char* directory = argv[at + 1];
   arg_blank(argv, at + 1);
   return directory;
-}
-
-// Closes an array's work file when it is open and takes its buffer back. Failures are of no account here:
-// both callers are done with what the file holds.
-void release_file(SublistState& s, SublistArray* array) {
-  if (array->file_state == kFileClosed) return;
-  const bool input = array->file_state == kFileInput;
-  BufferChain buffer = fdetachbuf(array->file);
-  if (buffer != nullptr) (input ? s.input_buffer : s.output_buffer) = buffer;
-  (input ? s.open_input : s.open_output) = nullptr;
-  static_cast<void>(fstdio_fclose(array->file));
-  array->file = nullptr;
-  array->file_state = kFileClosed;
 }
 
 void reset(SublistState& s) {
@@ -93,22 +78,14 @@ void sublist_init(std::int32_t argc, const char** argv) {
 void sublist_windup(Instance* instance) {
   SublistState& s = instance->sublist;
   // Levels are cleaned up after this windup and delete their files then: they must find them closed.
-  if (s.open_input != nullptr) release_file(s, s.open_input);
-  if (s.open_output != nullptr) release_file(s, s.open_output);
+  if (s.open_input != nullptr) work_file_drop(s, s.open_input);
+  if (s.open_output != nullptr) work_file_drop(s, s.open_output);
   BufferChain input = s.input_buffer;
   BufferChain output = s.output_buffer;
   s.input_buffer = nullptr;
   s.output_buffer = nullptr;
   if (input != nullptr) ffreebuf(input);
   if (output != nullptr) ffreebuf(output);
-}
-
-void sublist_array_delete(SublistArray* array) {
-  if (array->file_exists == 0) return;
-  SublistState& s = sublist_st();
-  release_file(s, array);
-  static_cast<void>(os->delete_file(mk_name(s, array->file_number)));
-  array->file_exists = 0;
 }
 
 }  // namespace fsort

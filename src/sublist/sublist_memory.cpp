@@ -1,10 +1,10 @@
 // The in-memory side of the sublists: arrays, and taking a bin's records from its list.
 //
-// sublist_input and sublist_delink are record sources of a distribution pass and are called through a pointer
-// once a record. A bin's list is a chain through memory that no cache holds, so each call, having the link
-// word in hand anyway, asks for the record eight places further on; by the time the pass gets there it has
-// arrived. The bin's counts are kept exact record by record, because relief of memory may look at the bin in
-// the middle of a pass.
+// sublist_input (run_read.cpp) and sublist_delink are record sources of a distribution pass and are called
+// through a pointer once a record. A bin's list is a chain through memory that no cache holds, so each call,
+// having the link word in hand anyway, asks for the record eight places further on; by the time the pass gets
+// there it has arrived. The bin's counts are kept exact record by record, because relief of memory may look
+// at the bin in the middle of a pass.
 //
 // Counts. A record is charged its length and kRecordOverhead, in 32 bits, on entering a list (the pass) and
 // on leaving it (here); both sides use rec_charge, so a list that becomes empty leaves mem_bytes at 0. Where
@@ -12,16 +12,12 @@
 #include "keys/record.h"
 #include "sublist/sublist.h"
 #include "sublist/sublist_access.h"
+#include "sublist/work_file.h"
 #include "support/record_links.h"
 
 namespace fsort {
-namespace {
 
-constexpr std::uint32_t kFileInput = 1;
-constexpr std::uint32_t kFileOutput = 2;
-
-// Unhooks the first record of the bin's memory list; null when it is empty.
-inline std::uint8_t* take_first(Sublist* bin) {
+std::uint8_t* sublist_take_first(Sublist* bin) {
   std::uint8_t* record = bin->head;
   if (record == nullptr) return nullptr;
   const std::uint64_t word = record_link_word(record);
@@ -32,8 +28,6 @@ inline std::uint8_t* take_first(Sublist* bin) {
   return record;
 }
 
-}  // namespace
-
 const Sublist& sublist_empty() { return sublist_st().empty; }
 
 void sublist_array_init(std::uint16_t count, SublistArray* array) {
@@ -43,6 +37,8 @@ void sublist_array_init(std::uint16_t count, SublistArray* array) {
   array->file_number = 0;
   array->order_state = 0;
   array->lower_count = 0;
+  array->kept_count = 0;
+  array->half_flipped = 0;
   array->count = count;
   Sublist* bins = array->bins();
   for (std::uint32_t i = 0; i < count; ++i) bins[i].order = static_cast<std::uint16_t>(i);
@@ -66,18 +62,10 @@ bool sublist_preload_done() { return sublist_st().preload_done != 0; }
 
 std::uint16_t sublist_longest_written() { return sublist_st().longest_written; }
 
-void sublist_input_init(SublistArray* array, std::uint16_t bin) {
-  Sublist* reading = array->bins() + bin;
-  FSORT_ASSERT(reading->run_pos == kNoRun);  // nothing is written to work files
-  sublist_st().reading = reading;
-}
-
-std::uint8_t* sublist_input() { return take_first(sublist_st().reading); }
-
 void sublist_delink_init(SublistArray* array, std::uint16_t bin, std::uint32_t /*frame*/) {
   sublist_st().delinked = array->bins() + bin;
 }
 
-std::uint8_t* sublist_delink() { return take_first(sublist_st().delinked); }
+std::uint8_t* sublist_delink() { return sublist_take_first(sublist_st().delinked); }
 
 }  // namespace fsort

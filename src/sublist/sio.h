@@ -1,0 +1,27 @@
+// Stream calls on work files that stop the sort on failure.
+#pragma once
+
+#include <cstdint>
+
+#include "stream/stream.h"
+
+namespace fsort {
+
+// Opens a work file. Raises, each with the system's text: "Couldn't open working file for reading" (mode
+// r...), "Couldn't open working file for writing" (w...), "Couldn't open working file for appending" (a...);
+// "Programming error found in sio_open" for any other mode
+[[nodiscard]] Stream* sio_open(const char* name, const char* mode);
+// Creates a work file that does not exist yet; null when the name is taken. Raises: as sio_open for writing
+[[nodiscard]] Stream* sio_create(const char* name, const char* mode);
+// Writes one item. Raises: "Space exhausted while writing work file:\n...", "Programming error in sio_write"
+void sio_write(const void* buffer, std::uint64_t size, Stream* stream);
+// Reads one item. Raises: "Error in file read:\n...", "Unexpected end of file on sio_read",
+// "Programming error in sio_read"
+void sio_read(void* buffer, std::uint64_t size, Stream* stream);
+// Closes. Raises: "Error attempting to close file:Check disk space:\n..."
+void sio_close(Stream* stream);
+// The writes behind a stream whose buffers were taken back have all ended. Raises (the stream is then
+// closed): "Space exhausted while writing work file:\n..."
+void sio_check_written(Stream* stream);
+
+}  // namespace fsort
