@@ -98,7 +98,7 @@ TEST_F(Transfer, ARefillOfNoBytesIsMinusOneAndTheEnd) {
 
 TEST_F(Transfer, ARefillThatFailedIsTakenAsDataAndLeavesTheErrorFlagClear) {
   for (const char* mode : {"r", "rbrua"}) {
-    Stream* s = reading(pattern_bytes(2000), mode);
+    Stream* s = reading(pattern_bytes(20000), mode);
     faults().fail(OsCall::kRead, 1, kErrorIoDevice, Lasting::kForGood);
     EXPECT_EQ(fillbuf(s), kMinusOne);
     EXPECT_EQ(s->cnt, kMinusOne);
@@ -252,7 +252,7 @@ TEST_F(Transfer, FlushingNothingOrWithoutBuffersIsNoTransfer) {
   finish(s);
 }
 
-TEST_F(Transfer, AStreamOpenedForBothReadsWhatItWrote) {
+TEST_F(Transfer, AStreamOpenedForBothKeepsTheLengthOfAnExistingFile) {
   Stream* s = open_with(folder_.make("f", pattern_bytes(3000)), "r+", 512, 2);
   fstdio_fputs("hello", s);
   EXPECT_EQ(fstdio_fflush(s), 0);
