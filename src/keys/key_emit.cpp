@@ -14,7 +14,7 @@
 // taken for an open side is clamped or refused here, so that no sum ever wraps:
 //   - a start past 65534 becomes 65534, which no record reaches;
 //   - a backward range over an open region has the open length, not 65536;
-//   - a position counted from an open start does not exist.
+//   - a position counted backward from an open start cannot be written down and is refused.
 //
 // Rows of a numeric key: the sign byte, the integer digits, and the fraction digits unless -d 0 is given.
 #include "keys/key_emit.h"
@@ -88,12 +88,9 @@ std::uint16_t absolute_start(const KeyDescriptor& d, std::uint16_t s) {
   const bool backward = d.parent_direction == kBackward;
   // The end of an open region is the field's end; walked backward it is the field's first byte.
   if (s == kOpenStart) return backward ? std::uint16_t{0} : kOpenStart;
-  if (d.parent_start == kOpenStart) {
-    if (s != 0) subfield_missing();
-    return kOpenStart;
-  }
+  if (s == 0) return d.parent_start;
   if (backward) {
-    if (s > d.parent_start) subfield_missing();
+    if (d.parent_start == kOpenStart || s > d.parent_start) subfield_missing();
     return static_cast<std::uint16_t>(d.parent_start - s);
   }
   const unsigned start = unsigned{d.parent_start} + s;

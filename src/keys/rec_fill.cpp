@@ -35,9 +35,11 @@ namespace {
 
 constexpr std::uint32_t kMostNumberBytes = 32;  // integer digits plus one
 
-// The record being built: its address, its end (offset of the closing zero) and its fields.
+// The record being built: its address, the offsets of its first data byte and of the closing zero, its
+// fields.
 struct Building {
   std::uint8_t* record;
+  std::uint32_t begin;
   std::uint32_t end;
   std::uint16_t* field_start;
   std::uint16_t* field_end;
@@ -49,9 +51,9 @@ struct Number {
   std::uint8_t sign_byte;
 };
 
-std::uint32_t locate_by_search(const Building& b, std::uint32_t at, std::uint32_t wanted,
-                               std::uint8_t delimiter) {
+std::uint32_t locate_by_search(const Building& b, std::uint32_t wanted, std::uint8_t delimiter) {
   std::uint32_t found = 0;
+  std::uint32_t at = b.begin;
   while (found < wanted && at < b.end) {
     const void* hit = std::memchr(b.record + at, delimiter, b.end - at);
     b.field_start[found] = static_cast<std::uint16_t>(at);
@@ -64,9 +66,9 @@ std::uint32_t locate_by_search(const Building& b, std::uint32_t at, std::uint32_
   return found;
 }
 
-std::uint32_t locate_by_class(const Building& b, std::uint32_t at, std::uint32_t wanted,
-                              const std::uint8_t* byte_class) {
+std::uint32_t locate_by_class(const Building& b, std::uint32_t wanted, const std::uint8_t* byte_class) {
   std::uint32_t found = 0;
+  std::uint32_t at = b.begin;
   while (found < wanted && at < b.end) {
     while (at < b.end && (byte_class[b.record[at]] & kClassBlank) != 0) ++at;
     b.field_start[found] = static_cast<std::uint16_t>(at);
@@ -79,15 +81,13 @@ std::uint32_t locate_by_class(const Building& b, std::uint32_t at, std::uint32_t
 }
 
 void locate_fields(const Building& b, const RecordState& s, std::uint32_t field_count) {
-  const std::uint32_t first = s.plan.header_bytes;
   if (field_count == 0) {
-    b.field_start[0] = static_cast<std::uint16_t>(first);
+    b.field_start[0] = static_cast<std::uint16_t>(b.begin);
     b.field_end[0] = static_cast<std::uint16_t>(b.end);
     return;
   }
-  std::uint32_t found = s.plan.single_delimiter != 0
-                            ? locate_by_search(b, first, field_count, s.plan.delimiter)
-                            : locate_by_class(b, first, field_count, s.byte_class);
+  std::uint32_t found = s.plan.single_delimiter != 0 ? locate_by_search(b, field_count, s.plan.delimiter)
+                                                     : locate_by_class(b, field_count, s.byte_class);
   if (found < field_count && s.missing_fields == 0) rec_error(b.record, "Not enough fields in record");
   for (; found < s.plan.located_fields; ++found) {
     b.field_start[found] = static_cast<std::uint16_t>(b.end);
@@ -109,6 +109,8 @@ std::uint32_t skip_digits(const Building& b, std::uint32_t at, const Sequence& d
 }
 
 Number read_number(const Building& b, std::uint32_t at, std::uint32_t field_end, const Sequence& digits) {
+  // In front of the data there is no number.
+  if (at < b.begin) return Number{.integer = field_end, .fraction = field_end, .sign_byte = 1};
   const std::uint8_t* record = b.record;
   bool negative = false;
   if (record[at] == '+' || record[at] == '-') {
@@ -145,12 +147,12 @@ std::uint32_t key_start(const Building& b, const RecordState& s, const KeyEntry&
   std::uint32_t at = std::uint32_t{b.field_start[e.field]} + e.start;
   if (e.start == kOpenStart) {
     at = field_end - 1;
-    // An empty first field has no last byte. What lies in front of it is the header: a backward key ends
-    // there by its offset, all others begin at the field's end instead.
-    if (at < s.plan.header_bytes && (e.direction == kForward || e.type == kKeySign)) at = field_end;
+    // An empty first field has no last byte: what lies in front of it is the header. A backward key and a
+    // number end there by their offset, a forward key begins at the field's end instead.
+    if (at < b.begin && e.direction == kForward && e.type != kKeySign) at = field_end;
   }
   if (at > field_end) at = beyond_field(b, s, at, field_end);
-  if (skips_blanks) {
+  if (skips_blanks && at >= b.begin) {
     while (at < field_end && (e.sequence->flags(b.record[at]) & kBlankInSequence) != 0) ++at;
   }
   return at;
@@ -234,6 +236,7 @@ void rec_fill(std::uint8_t* record) {
   if (plan.clear_header != 0) std::memset(record + 2, 0, plan.header_bytes - std::size_t{2});
   const bool split = keys.field_count > 0;
   const Building b{.record = record,
+                   .begin = plan.header_bytes,
                    .end = total,
                    .field_start = split ? s.field_start : &s.single_start,
                    .field_end = split ? s.field_end : &s.single_end};

@@ -1,7 +1,7 @@
 // Text of a system error code, and the code of the latest failure.
 //
 // The text is fetched into an area of the instance and its last character, the line feed of the system's
-// line end, is cut off; the carriage return stays, because messages are specified with it. A code that the
+// line end, is cut off; the carriage return stays and is part of every message. A code that the
 // system has no text for leaves the area alone: the previous text is then shown again, and is not cut twice.
 #include "stream/nt_error.h"
 

@@ -47,18 +47,23 @@ std::uint64_t stride_of(std::uint64_t segment_size) {
   return (segment_size + kLinkBytes + kCacheLine - 1) / kCacheLine * kCacheLine;
 }
 
+std::size_t bytes_of(std::uint64_t count, std::uint64_t stride) { return kCacheLine + count * stride; }
+
 // Maps one more region of at most `most` segments (at least 1). False when not even one can be had.
 bool region_add(StackState& st, std::uint64_t most) {
   const std::uint64_t stride = stride_of(st.segment_size);
   const std::uint64_t wanted = st.region_bytes != 0 ? st.region_bytes : kFirstRegionBytes;
   std::uint64_t count = (wanted - kCacheLine) / stride;
-  if (count > most) count = most;
-  if (count == 0) count = 1;
-  std::size_t bytes = kCacheLine + count * stride;
+  // A region that the budget does not limit keeps its round size, so that huge pages fill it.
+  std::size_t bytes = wanted;
+  if (count == 0 || count > most) {
+    count = count == 0 ? 1 : most;
+    bytes = bytes_of(count, stride);
+  }
   void* block = os->region_alloc(bytes);
   while (block == nullptr && count > 1) {
     count /= 2;
-    bytes = kCacheLine + count * stride;
+    bytes = bytes_of(count, stride);
     block = os->region_alloc(bytes);
   }
   if (block == nullptr) return false;

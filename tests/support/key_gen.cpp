@@ -56,15 +56,16 @@ const std::vector<std::vector<SequencePart>>& digit_sequences() {
 // Where keys may lie: the whole record or a field, or the region of a group.
 struct Place {
   bool nested = false;
-  int length = kOpen;        // bytes of the region
-  bool all_closed = false;    // every region of the group has an end
-  bool all_whole = false;     // every region is a whole field
-  bool numbers = true;       // it runs from left to right
+  int length = kOpen;       // bytes of the region
+  bool all_closed = false;  // every region of the group has an end
+  bool all_whole = false;   // every region is a whole field
+  bool numbers = true;      // it runs from left to right
 };
 
 class Generator {
  public:
-  Generator(Random* random, const Shape& shape) : r_(random), shape_(shape), local_blanks_(random->chance(40)) {}
+  Generator(Random* random, const Shape& shape)
+      : r_(random), shape_(shape), local_blanks_(random->chance(40)) {}
 
   std::vector<KeySpec> keys(const Place& place, int most, int depth) {
     std::vector<KeySpec> list;
@@ -77,11 +78,16 @@ class Generator {
   KeySpec key(const Place& place, int depth, bool first) {
     KeySpec key;
     const int draw = r_->below(100);
-    if (draw < 28 && place.numbers) key.kind = KeyKind::numeric;
-    else if (draw < 40) key.kind = KeyKind::sign;
-    else if (draw < 52 && depth > 0) key.kind = KeyKind::group;
-    else if (draw < 60 && first) key.kind = KeyKind::plain;
-    else key.kind = KeyKind::character;
+    if (draw < 28 && place.numbers)
+      key.kind = KeyKind::numeric;
+    else if (draw < 40)
+      key.kind = KeyKind::sign;
+    else if (draw < 52 && depth > 0)
+      key.kind = KeyKind::group;
+    else if (draw < 60 && first)
+      key.kind = KeyKind::plain;
+    else
+      key.kind = KeyKind::character;
     if (key.kind == KeyKind::sign) key.sequence = r_->pick(sign_sequences());
     if (key.kind == KeyKind::character && r_->chance(45)) key.sequence = r_->pick(character_sequences());
     if (key.kind == KeyKind::numeric && r_->chance(25)) key.sequence = r_->pick(digit_sequences());
@@ -94,8 +100,8 @@ class Generator {
     return key;
   }
 
-  // A plain key at the front must not begin with an option, which would be taken as a global one. Of two lists
-  // of one key the first must end, and the second be told, by columns.
+  // A plain key at the front must not begin with an option, which would be taken as a global one. Of two
+  // lists of one key the first must end, and the second be told, by columns.
   FieldList field_list(KeyKind kind, const Place& place, bool columns_needed) {
     FieldList list;
     const bool options = kind != KeyKind::plain;
@@ -151,7 +157,8 @@ class Generator {
         int length = std::max(c.first, c.last) - std::min(c.first, c.last) + 1;
         if (c.last == kOpen) length = place.length == kOpen ? kOpen : place.length - c.first;
         const bool closed = c.last != kOpen || place.all_closed;
-        if (length != kOpen) inside.length = inside.length == kOpen ? length : std::min(inside.length, length);
+        if (length != kOpen)
+          inside.length = inside.length == kOpen ? length : std::min(inside.length, length);
         inside.all_closed = inside.all_closed && closed;
         inside.all_whole = inside.all_whole && !closed && c.first == 0;
         inside.numbers = inside.numbers && (c.last == kOpen || c.last >= c.first);
@@ -190,15 +197,18 @@ std::string number_text(int value, Random* random) {
   char text[24];
   const unsigned number = static_cast<unsigned>(value);
   if (random->chance(90)) return std::to_string(value);
-  if (random->chance(50)) std::snprintf(text, sizeof text, "0x%X", number);
-  else std::snprintf(text, sizeof text, "0%o", number);
+  if (random->chance(50))
+    std::snprintf(text, sizeof text, "0x%X", number);
+  else
+    std::snprintf(text, sizeof text, "0%o", number);
   return text;
 }
 
 std::string byte_text(int value, Random* random) {
   static const std::string kNamed = "\b\f\n\r\t\v\\", kLetters = "bfnrtv\\";
   const std::size_t named = kNamed.find(static_cast<char>(value));
-  if (value > 0 && named != std::string::npos && random->chance(50)) return std::string("'\\") + kLetters[named] + "'";
+  if (value > 0 && named != std::string::npos && random->chance(50))
+    return std::string("'\\") + kLetters[named] + "'";
   const bool plain = value >= 32 && value < 127 && value != '\'' && value != '\\';
   if (plain && random->chance(85)) return std::string("'") + static_cast<char>(value) + "'";
   return number_text(value, random);
@@ -241,7 +251,8 @@ class Renderer {
       const char* letter = key.kind == KeyKind::numeric ? "-n" : key.kind == KeyKind::sign ? "-s" : "-k";
       add(r_->chance(95) ? letter : key.kind == KeyKind::numeric ? "-N" : letter);
     }
-    for (const SequencePart& part : key.sequence) add(part.back ? "-r" : span_text(part.bytes, byte_text, r_));
+    for (const SequencePart& part : key.sequence)
+      add(part.back ? "-r" : span_text(part.bytes, byte_text, r_));
     for (const FieldList& list : key.lists) field_list(list);
   }
 
@@ -280,7 +291,8 @@ SortSpec random_spec(Random* random, const Shape& shape) {
       spec.delimiters = {{shape.delimiter, shape.delimiter}};
       if (random->chance(15)) spec.delimiters.push_back({'|', '|'});
     }
-    if (shape.fields > 0 && random->chance(25)) spec.blanks = {random->chance(80) ? Span{' ', ' '} : Span{'b', 'a'}};
+    if (shape.fields > 0 && random->chance(25))
+      spec.blanks = {random->chance(80) ? Span{' ', ' '} : Span{'b', 'a'}};
     if (shape.forgiving) {
       spec.missing_fields = shape.fields > 0 || random->chance(20);
       spec.clamp_to_field = random->chance(60);

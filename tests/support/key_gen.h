@@ -1,9 +1,10 @@
 // Random sort descriptions: a key grammar as a tree, and the command line that says the same.
 //
-// The tree goes to the oracle, the text to the sort and to the reference engine, so a misreading of the command
-// line by either shows up as a difference. The generator keeps to descriptions with a meaning: numbers are read
-// from left to right, a group's inner columns lie inside its region, a table has at most 32 rows. It likes
-// small alphabets, short columns and several keys, so that ties, prefixes and mixed plans are common.
+// The tree goes to the oracle, the text to the sort and to the reference engine, so a misreading of the
+// command line by either shows up as a difference. The generator keeps to descriptions with a meaning:
+// numbers are read from left to right, a group's inner columns lie inside its region, a table has at most 32
+// rows. It likes small alphabets, short columns and several keys, so that ties, prefixes and mixed plans are
+// common.
 #pragma once
 
 #include <cstdint>

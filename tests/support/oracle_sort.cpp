@@ -7,7 +7,7 @@
 namespace fsort_test {
 namespace {
 
-constexpr int kOpenSignDigits = 32;     // digits that a sign table provides for an open region
+constexpr int kOpenSignDigits = 32;      // digits that a sign table provides for an open region
 constexpr int kLongestSignRegion = 127;  // longer regions count as open: signed counts have eight bits
 constexpr int kMostDigits = 31;
 
@@ -113,9 +113,12 @@ std::vector<Oracle::Region> Oracle::regions(const FieldList& list, const Region*
       const int step = span.first <= span.last ? 1 : -1;
       for (int field = span.first; field != span.last + step; field += step) {
         for (const Span& c : columns) {
-          if (c.last == kOpen) result.push_back({field, c.first, kOpen, 1});
-          else if (c.last >= c.first) result.push_back({field, c.first, c.last - c.first + 1, 1});
-          else result.push_back({field, c.first, c.first - c.last + 1, -1});
+          if (c.last == kOpen)
+            result.push_back({field, c.first, kOpen, 1});
+          else if (c.last >= c.first)
+            result.push_back({field, c.first, c.last - c.first + 1, 1});
+          else
+            result.push_back({field, c.first, c.first - c.last + 1, -1});
         }
       }
     }
@@ -125,8 +128,10 @@ std::vector<Oracle::Region> Oracle::regions(const FieldList& list, const Region*
     Region inner = *parent;
     int first = c.first;
     if (c.first != kOpen && (c.last == kOpen || c.last >= c.first)) {
-      if (c.last != kOpen) inner.length = c.last - c.first + 1;
-      else inner.length = parent->length == kOpen ? kOpen : parent->length - c.first;
+      if (c.last != kOpen)
+        inner.length = c.last - c.first + 1;
+      else
+        inner.length = parent->length == kOpen ? kOpen : parent->length - c.first;
     } else {
       inner.step = -parent->step;
       if (first == kOpen && parent->length != kOpen) first = parent->length - 1;
@@ -159,8 +164,10 @@ void Oracle::add_piece(const KeySpec& key, const FieldList& list, bool descendin
 
 // Once fields are used, a delimiter ends every character key and every row of digits.
 void Oracle::mark_delimiters() {
-  if (spec_.delimiters.empty()) delimiter_[9] = true;
-  else set_bytes(spec_.delimiters, &delimiter_);
+  if (spec_.delimiters.empty())
+    delimiter_[9] = true;
+  else
+    set_bytes(spec_.delimiters, &delimiter_);
   if (field_count_ == 0) return;
   for (const Piece& piece : pieces_) {
     for (std::size_t b = 0; b < 256; ++b) {
@@ -205,9 +212,12 @@ int Oracle::locate(const Piece& piece, const Fields& fields, int length, const s
   const int field_end = known ? fields.end[field] : length;
   int at = piece.at.start == kOpen ? field_end - 1 : field_start + piece.at.start;
   if (at > field_end) {
-    if (spec_.clamp_to_field && !spec_.clamp_to_record) at = field_end;
-    else if (spec_.clamp_to_record || spec_.missing_fields) at = std::min(at, length);
-    else throw RecordFault("Field too short");
+    if (spec_.clamp_to_field && !spec_.clamp_to_record)
+      at = field_end;
+    else if (spec_.clamp_to_record || spec_.missing_fields)
+      at = std::min(at, length);
+    else
+      throw RecordFault("Field too short");
   }
   while (at >= 0 && at < field_end && blank[static_cast<std::size_t>(byte_at(record, at))]) ++at;
   return at;
@@ -215,7 +225,8 @@ int Oracle::locate(const Piece& piece, const Fields& fields, int length, const s
 
 std::string Oracle::scan(const Ranking& ranking, const std::string& record, int from, int step, int most) {
   std::string ranks;
-  for (int at = from; at >= 0 && at < size_of(record) && (most == kOpen || size_of(ranks) < most); at += step) {
+  for (int at = from; at >= 0 && at < size_of(record) && (most == kOpen || size_of(ranks) < most);
+       at += step) {
     const int rank = ranking.rank[static_cast<std::size_t>(byte_at(record, at))];
     if (rank < 0) break;
     ranks.push_back(static_cast<char>(rank));
@@ -226,7 +237,9 @@ std::string Oracle::scan(const Ranking& ranking, const std::string& record, int 
 // A number: sign, leading zeros, integer digits, point or comma, fraction digits, trailing minus.
 void Oracle::number(const Piece& piece, const std::string& record, int from, int field_end, PieceValue* value,
                     int* fraction_at) const {
-  const auto is = [&](int at, char c) { return at < size_of(record) && record[static_cast<std::size_t>(at)] == c; };
+  const auto is = [&](int at, char c) {
+    return at < size_of(record) && record[static_cast<std::size_t>(at)] == c;
+  };
   int at = from;
   bool negative = is(at, '-');
   if (negative || is(at, '+')) ++at;
@@ -238,7 +251,8 @@ void Oracle::number(const Piece& piece, const std::string& record, int from, int
   if (is(at, '.') || is(at, ',')) ++at;
   *fraction_at = at;
   const std::string fraction = scan(*piece.ranking, record, at, 1, kOpen);
-  const std::string text = record.substr(static_cast<std::size_t>(std::min(at, size_of(record))), fraction.size());
+  const std::string text =
+      record.substr(static_cast<std::size_t>(std::min(at, size_of(record))), fraction.size());
   if (digits.empty() && text.find_first_not_of('0') == std::string::npos) {
     negative = false;
     *fraction_at = field_end;
@@ -267,7 +281,8 @@ RecordKey Oracle::extract(const std::string& record) const {
       }
       const int at = locate(piece, fields, length, piece.ranking->blank, record);
       value.main = scan(*piece.ranking, record, at, piece.at.step, piece.at.length);
-      if (piece.decimals > 0) value.fraction = scan(*piece.ranking, record, at, piece.at.step, piece.decimals);
+      if (piece.decimals > 0)
+        value.fraction = scan(*piece.ranking, record, at, piece.at.step, piece.decimals);
       displaced = false;
     } else if (piece.kind == KeyKind::numeric) {
       const int at = locate(piece, fields, length, piece.lead_blank, record);
@@ -276,7 +291,8 @@ RecordKey Oracle::extract(const std::string& record) const {
     } else {
       const int at = displaced ? fraction_at : locate(piece, fields, length, piece.ranking->blank, record);
       displaced = false;
-      value.main = scan(*piece.ranking, record, at, piece.at.step, piece.governed > 0 ? 1 : piece.at.length);
+      const int most = piece.kind == KeyKind::sign ? 1 : piece.at.length;
+      value.main = scan(*piece.ranking, record, at, piece.at.step, most);
       value.lead = value.main.empty() ? 0 : static_cast<unsigned char>(value.main[0]) + 1;
     }
     value.upper = in_upper_half(value.lead, piece.lead_top);
@@ -332,7 +348,8 @@ std::string judge_members(const std::vector<std::string>& input, const std::vect
   std::map<std::string, long> left;
   for (const std::string& record : input) ++left[record];
   for (const std::string& record : output) {
-    if (--left[record] < 0) return "record not in the input or given out once too often: " + printable(record);
+    if (--left[record] < 0)
+      return "record not in the input or given out once too often: " + printable(record);
   }
   if (!all) return "";
   for (const auto& [record, count] : left) {
@@ -361,7 +378,8 @@ std::string judge(const SortSpec& spec, const std::vector<std::string>& input,
   if (!spec.unique) return "";
   std::vector<RecordKey> keys;
   for (const std::string& record : input) keys.push_back(oracle.extract(record));
-  std::sort(keys.begin(), keys.end(), [&](const RecordKey& a, const RecordKey& b) { return oracle.compare(a, b) < 0; });
+  std::sort(keys.begin(), keys.end(),
+            [&](const RecordKey& a, const RecordKey& b) { return oracle.compare(a, b) < 0; });
   std::size_t classes = 0;
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (i == 0 || oracle.compare(keys[i - 1], keys[i]) != 0) ++classes;

@@ -1,15 +1,16 @@
 // The independent judge of sorted output: what the order of two records is, worked out the naive way.
 //
 // A sort is described by a SortSpec: the key grammar as a tree, without any text. The oracle turns the tree
-// into a flat list of pieces (one per key, field and column range), extracts from every record the plain value
-// of each piece, and compares two records value by value. Nothing here is shared with the engine: no header,
-// no table layout, no record header. What it knows are the rules for people who write sort commands:
+// into a flat list of pieces (one per key, field and column range), extracts from every record the plain
+// value of each piece, and compares two records value by value. Nothing here is shared with the engine: no
+// header, no table layout, no record header. What it knows are the rules for people who write sort commands:
 //
 //   character piece  the ranks of its bytes up to the first byte outside the sequence, the column end or the
 //                    record's end; compared like words, the shorter first
 //   numeric piece    a class made of sign and number of integer digits, then the integer digits, then the
 //                    fraction digits; digits of a number in the lower half run the other way
-//   sign piece       one byte; keys after it in the same list run the other way for the lower half
+//   sign piece       one byte, whatever its columns say; keys after it in the same list run the other way for
+//                    the lower half
 //
 // Kept oddities of the rules are part of the judgement: numbers are not bounded by their column, a comma is a
 // decimal point even when it delimits fields, a number with more digits than its column counts as having no
@@ -114,11 +115,11 @@ class Oracle {
     Region at;
     bool descending = false;
     int decimals = kAllDecimals;
-    std::shared_ptr<Ranking> ranking;      // of the bytes or digits
-    std::array<bool, 256> lead_blank{};    // skipped in front of a number
-    std::array<int, 256> lead_class{};     // numeric: class + 1 of a signed digit count
-    int lead_top = 0;                      // highest class of the sign
-    std::size_t governed = 0;              // pieces that this sign inverts
+    std::shared_ptr<Ranking> ranking;    // of the bytes or digits
+    std::array<bool, 256> lead_blank{};  // skipped in front of a number
+    std::array<int, 256> lead_class{};   // numeric: class + 1 of a signed digit count
+    int lead_top = 0;                    // highest class of the sign
+    std::size_t governed = 0;            // pieces that this sign inverts
   };
   struct Fields {
     std::vector<int> start, end;
@@ -152,8 +153,8 @@ class Oracle {
   std::array<bool, 256> blank_{};
 };
 
-// What is wrong with `output` as the result of sorting `input`, or "" when nothing is: the same records (under
-// unique one member of each class) in order.
+// What is wrong with `output` as the result of sorting `input`, or "" when nothing is: the same records
+// (under unique one member of each class) in order.
 [[nodiscard]] std::string judge(const SortSpec& spec, const std::vector<std::string>& input,
                                 const std::vector<std::string>& output);
 

@@ -9,7 +9,8 @@ namespace {
 constexpr std::size_t kMostVariableBytes = 500;  // the reader's default takes records of up to 511 bytes
 
 std::string word(Random* random) {
-  static const std::vector<std::string> kAlphabets = {"ab", "ab", "abc", "aAbB", "ab1 ", "za", "a-+b", "a\tb"};
+  static const std::vector<std::string> kAlphabets = {"ab",   "ab", "abc",  "aAbB",
+                                                      "ab1 ", "za", "a-+b", "a\tb"};
   const std::string& letters = random->pick(kAlphabets);
   std::string text;
   if (random->chance(10)) text = "abab";
@@ -32,7 +33,8 @@ std::string token(Random* random, bool any_bytes) {
   const int draw = random->below(100);
   if (draw < 45) return word(random);
   if (draw < 82) return random_number(random);
-  if (draw < 94 || !any_bytes) return random->pick<std::string>({"-", "+", "D", "C", "a", "", " "}) + word(random);
+  if (draw < 94 || !any_bytes)
+    return random->pick<std::string>({"-", "+", "D", "C", "a", "", " "}) + word(random);
   return wild(random);
 }
 
@@ -85,7 +87,8 @@ void choose_layout(RecordSet* set, Random* random) {
     set->size = static_cast<std::size_t>(random->between(1, random->chance(80) ? 16 : 60));
     set->options = {"-rf", std::to_string(set->size)};
   } else if (set->type == RecordType::text && random->chance(20)) {
-    set->options = random->chance(50) ? std::vector<std::string>{"-rt"} : std::vector<std::string>{"-rt", "600"};
+    set->options =
+        random->chance(50) ? std::vector<std::string>{"-rt"} : std::vector<std::string>{"-rt", "600"};
   } else if (set->type == RecordType::variable) {
     const int layout = random->below(4);
     if (layout == 0) set->options = {"-rv"};
@@ -102,11 +105,13 @@ void choose_layout(RecordSet* set, Random* random) {
 
 std::string random_number(Random* random) {
   std::string text;
-  if (random->chance(8)) return random->pick<std::string>({"", "-", "+", ".", "-.", "0", "-0", "000", ".0", "abc"});
+  if (random->chance(8))
+    return random->pick<std::string>({"", "-", "+", ".", "-.", "0", "-0", "000", ".0", "abc"});
   if (random->chance(15)) text += std::string(static_cast<std::size_t>(random->between(1, 3)), ' ');
   text += random->pick<std::string>({"", "", "", "-", "-", "+"});
   if (random->chance(15)) text += "0";
-  for (int i = random->below(random->chance(90) ? 4 : 9); i > 0; --i) text += random->pick<char>({'1', '2', '0', '9'});
+  for (int i = random->below(random->chance(90) ? 4 : 9); i > 0; --i)
+    text += random->pick<char>({'1', '2', '0', '9'});
   if (random->chance(50)) {
     text += random->chance(85) ? '.' : ',';
     for (int i = random->below(4); i > 0; --i) text += random->pick<char>({'5', '0', '3'});
@@ -121,7 +126,8 @@ RecordSet random_records(Random* random, const Shape& shape, RecordType type, st
   choose_layout(&set, random);
   const bool any_bytes = type != RecordType::text || random->chance(30);
   const std::size_t distinct = random->chance(50) ? count : 1 + static_cast<std::size_t>(random->below(40));
-  const std::string prefix = random->chance(15) ? word(random) + word(random) : "";
+  std::string prefix = random->chance(15) ? word(random) + word(random) : "";
+  if (random->chance(4)) prefix.append(static_cast<std::size_t>(random->between(8, 150)), 'a');
   std::vector<std::string> pool;
   for (std::size_t i = 0; i < std::min(distinct, count); ++i) {
     pool.push_back(finish(prefix + body(random, shape, any_bytes), &set, random));

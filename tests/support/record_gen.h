@@ -15,14 +15,15 @@ enum class RecordType { text, fixed, variable, free };  // free: any bytes, hand
 
 struct RecordSet {
   RecordType type = RecordType::text;
-  std::size_t size = 0;           // of fixed records
-  std::vector<std::string> options;  // the record-type arguments
+  std::size_t size = 0;                             // of fixed records
+  std::vector<std::string> options;                 // the record-type arguments
   int length_low = 0, length_high = 1, header = 2;  // where variable records keep their length
   std::vector<std::string> records;
 };
 
 [[nodiscard]] std::string random_number(Random* random);
-[[nodiscard]] RecordSet random_records(Random* random, const Shape& shape, RecordType type, std::size_t count);
+[[nodiscard]] RecordSet random_records(Random* random, const Shape& shape, RecordType type,
+                                       std::size_t count);
 
 // A file's bytes as the records in it.
 [[nodiscard]] std::vector<std::string> split_records(const std::string& bytes, const RecordSet& set);

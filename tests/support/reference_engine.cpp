@@ -38,8 +38,7 @@ class Engine {
   Engine(const ReferenceKeys& keys, const std::vector<std::string>& data) : data_(data), rows_(keys.rows()) {
     unique_ = keys.options().unique;
     for (ReferenceRow& row : rows_) {
-      const bool governs = row.type == RowType::governing_sign && row.count > 0;
-      if (governs) row.length = 1;
+      if (row.type == RowType::governing_sign) row.length = 1;  // whatever its columns say
     }
   }
 
@@ -57,18 +56,20 @@ class Engine {
 
   std::vector<Step> plan(int key, int position, std::uint64_t records, bool root) const;
   static std::size_t set_strides(std::vector<Step>* steps);
-  void lay_out(std::vector<Bin>* bins, std::size_t slot, const std::vector<Step>& steps, std::size_t step) const;
+  void lay_out(std::vector<Bin>* bins, std::size_t slot, const std::vector<Step>& steps,
+               std::size_t step) const;
   void distribute(const std::vector<std::size_t>& records, const std::vector<Step>& steps,
                   std::vector<Bin>* bins) const;
   void invert_governed(int key);
   void order_slots(const std::vector<Step>& steps, std::size_t step, std::size_t slot,
                    std::vector<std::size_t>* order);
-  void level(const std::vector<std::size_t>& records, const std::vector<Step>& steps);
+  bool level(const std::vector<std::size_t>& records, const std::vector<Step>& steps, Bin* only);
   void sort_bin(Bin bin);
   void list_sort(const Bin& bin, const std::vector<std::size_t>& records);
   void give_out(const std::vector<std::size_t>& records);
   [[nodiscard]] int compare(std::size_t a, std::size_t b, int key, int position) const;
-  [[nodiscard]] int compare_keys(std::size_t a, std::size_t b, int key, int position, int end, int direction) const;
+  [[nodiscard]] int compare_keys(std::size_t a, std::size_t b, int key, int position, int end,
+                                 int direction) const;
 
   const std::vector<std::string>& data_;
   std::vector<ReferenceRow> rows_;
@@ -102,7 +103,8 @@ void Engine::plan_memory(const ReferenceKeys& keys, const ReferenceInput& input)
   const std::uint64_t segments = memory_kb / o.segment_kb + 3;
   available_kb_ = (segments - 1) * o.segment_kb;  // one segment holds the levels
   const std::uint64_t bytes = o.segment_kb * 1024;
-  most_bins_ = bytes < kEnvironmentHead ? 0 : std::min<std::uint64_t>((bytes - kEnvironmentHead) / kBinBytes, 65535);
+  most_bins_ =
+      bytes < kEnvironmentHead ? 0 : std::min<std::uint64_t>((bytes - kEnvironmentHead) / kBinBytes, 65535);
   first_plan_ = plan(0, 0, record_count_, true);
   largest_record_ = bytes - keys.header_bytes() - 9 - kFrameBytes;
 }
@@ -222,8 +224,10 @@ void Engine::order_slots(const std::vector<Step>& steps, std::size_t step, std::
   if (down) order->push_back(slot);
 }
 
-// One level: a pass over the records, then its bins one by one as they leave.
-void Engine::level(const std::vector<std::size_t>& records, const std::vector<Step>& planned) {
+// One level: a pass over the records, then its bins one by one as they leave. When all records fell into one
+// bin that no sign inverts, that bin is left to the caller, so that long common prefixes need no deep
+// recursion.
+bool Engine::level(const std::vector<std::size_t>& records, const std::vector<Step>& planned, Bin* only) {
   std::vector<Step> steps = planned;
   std::vector<Bin> bins(set_strides(&steps));
   lay_out(&bins, 0, steps, 0);
@@ -235,24 +239,31 @@ void Engine::level(const std::vector<std::size_t>& records, const std::vector<St
   if (row(first_key).count > 0) half = row(first_key).descending ? bins.size() / 2 : (bins.size() + 1) / 2;
   for (std::size_t i = 0; i < order.size(); ++i) {
     if (bins[order[i]].list.empty()) continue;
+    if (i >= half && bins[order[i]].list.size() == records.size()) {
+      *only = std::move(bins[order[i]]);
+      return true;
+    }
     if (i < half) invert_governed(first_key);
     sort_bin(std::move(bins[order[i]]));
     if (i < half) invert_governed(first_key);
   }
+  return false;
 }
 
 void Engine::sort_bin(Bin bin) {
-  const std::vector<std::size_t> records(bin.list.rbegin(), bin.list.rend());
-  if (records.size() == 1 || bin.key >= key_count()) return give_out(records);
-  if (at_end(bin.key, bin.position)) {
-    ++bin.key;
-    bin.position = 0;
-    if (bin.key == key_count()) return give_out(records);
+  for (bool again = true; again;) {
+    const std::vector<std::size_t> records(bin.list.rbegin(), bin.list.rend());
+    if (records.size() == 1 || bin.key >= key_count()) return give_out(records);
+    if (at_end(bin.key, bin.position)) {
+      ++bin.key;
+      bin.position = 0;
+      if (bin.key == key_count()) return give_out(records);
+    }
+    if (static_cast<int>(records.size()) < threshold(row(bin.key).table->highest)) {
+      return list_sort(bin, records);
+    }
+    again = level(records, plan(bin.key, bin.position, records.size(), false), &bin);
   }
-  if (static_cast<int>(records.size()) < threshold(row(bin.key).table->highest)) {
-    return list_sort(bin, records);
-  }
-  level(records, plan(bin.key, bin.position, records.size(), false));
 }
 
 void Engine::give_out(const std::vector<std::size_t>& records) {
@@ -311,7 +322,8 @@ void Engine::add(const ReferenceKeys& keys, const std::string& record) {
 std::vector<std::size_t> Engine::run() {
   std::vector<std::size_t> all(records_.size());
   for (std::size_t i = 0; i < all.size(); ++i) all[i] = i;
-  level(all, first_plan_);
+  Bin only;
+  if (level(all, first_plan_, &only)) sort_bin(std::move(only));
   return output_;
 }
 
@@ -337,7 +349,8 @@ ReferenceResult reference_sort(const std::vector<std::string>& arguments,
   return result;
 }
 
-std::vector<std::string> pick(const std::vector<std::string>& records, const std::vector<std::size_t>& order) {
+std::vector<std::string> pick(const std::vector<std::string>& records,
+                              const std::vector<std::size_t>& order) {
   std::vector<std::string> picked;
   picked.reserve(order.size());
   for (const std::size_t index : order) picked.push_back(records[index]);

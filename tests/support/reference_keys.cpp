@@ -171,7 +171,8 @@ ReferenceKeys::ReferenceKeys(std::vector<std::string> arguments) {
     }
   }
   std::vector<std::string> left;
-  std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(left), [](auto& a) { return !a.empty(); });
+  std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(left),
+               [](auto& a) { return !a.empty(); });
   if (left.empty()) return;
   std::string list = left[0];
   for (std::size_t i = 1; i < left.size(); ++i) list += (i + 1 == left.size() ? " and " : ",") + left[i];
@@ -197,6 +198,8 @@ void ReferenceKeys::take_options(Arguments* arguments) {
     std::size_t position = 0;
     return read_number(text, &position, scale);
   };
+  for (const char* of_files : {"-ibs", "-obs", "-bs"}) (void)value(of_files, 1);
+  (void)value("-v", 0);
   (void)value("-rt", 0);
   (void)value("-rf", 0);
   const auto variable = std::find(arguments->begin(), arguments->end(), "-rv");
@@ -220,7 +223,8 @@ std::size_t ReferenceKeys::apply(const Arguments& arguments, std::size_t index,
     if (first == '-' || std::isalpha(static_cast<unsigned char>(first))) break;
     const auto range = read_range(arguments[index]);
     if (!range) break;
-    for (int b = range->first; b <= std::min(range->second, 255); ++b) (*flags)[static_cast<std::size_t>(b)] = true;
+    for (int b = range->first; b <= std::min(range->second, 255); ++b)
+      (*flags)[static_cast<std::size_t>(b)] = true;
   }
   return index;
 }
@@ -430,8 +434,11 @@ void ReferenceKeys::emit_nested(Descriptor* d, Range column) {
   const int place = d->parent_place.start, whole = d->parent_place.end;
   int start = column.start, length = 0, step = d->parent_step;
   if (column.end >= column.start) {
-    if (column.end != kOpenSide && whole <= column.end) throw ReferenceFault("Field does not include subfield");
-    length = column.end != kOpenSide ? column.end - start + 1 : whole == kOpenSide ? kOpenSide : whole - start;
+    if (column.end != kOpenSide && whole <= column.end)
+      throw ReferenceFault("Field does not include subfield");
+    length = column.end != kOpenSide ? column.end - start + 1
+             : whole == kOpenSide    ? kOpenSide
+                                     : whole - start;
   } else {
     if (start == kOpenSide) {
       if (whole != kOpenSide) start = whole - 1;
@@ -528,11 +535,15 @@ int ReferenceKeys::locate_key(const ReferenceRow& row, const std::string& data, 
   const int n = static_cast<int>(data.size());
   int start = row.start == kOpenSide ? field_end - 1 : field_start + row.start;
   if (start > field_end) {
-    if (clamp_field_ && !clamp_record_) start = field_end;
-    else if (clamp_record_ || missing_fields_) start = std::min(start, n);
-    else throw ReferenceFault("Field too short");
+    if (clamp_field_ && !clamp_record_)
+      start = field_end;
+    else if (clamp_record_ || missing_fields_)
+      start = std::min(start, n);
+    else
+      throw ReferenceFault("Field too short");
   }
-  while (start >= 0 && start < field_end && row.table->blank[static_cast<std::size_t>(char_at(data, start))]) {
+  while (start >= 0 && start < field_end &&
+         row.table->blank[static_cast<std::size_t>(char_at(data, start))]) {
     ++start;
   }
   return start;

@@ -1,8 +1,9 @@
 // First half of the reference engine: command line to key table, record to key offsets, by the letter.
 //
 // Everything is written the plainest way, on strings and vectors, with none of the engine's code: number and
-// range syntax, collating sequences, the recursive descent over the key list, the location of fields and keys.
-// Faults of the command line and of records are thrown as ReferenceFault with the text that the sort displays.
+// range syntax, collating sequences, the recursive descent over the key list, the location of fields and
+// keys. Faults of the command line and of records are thrown as ReferenceFault with the text that the sort
+// displays.
 //
 // An offset counts from the first data byte. A number's sign entry has no place in the data; its signed digit
 // count is kept beside it, unless the key before it had -d 0, which leaves the sign entry pointing at data.
@@ -107,7 +108,8 @@ class ReferenceKeys {
   std::shared_ptr<ReferenceTable> sign_table(int length) const;
   void locate_fields(const std::string& data, std::vector<int>* starts, std::vector<int>* ends) const;
   int locate_key(const ReferenceRow& row, const std::string& data, int field_start, int field_end) const;
-  int fill_number(std::size_t row, const std::string& data, int at, int field_end, ReferenceRecord* record) const;
+  int fill_number(std::size_t row, const std::string& data, int at, int field_end,
+                  ReferenceRecord* record) const;
 
   std::vector<ReferenceRow> rows_;
   ReferenceOptions options_;

@@ -3,10 +3,12 @@
 
 #include <stdlib.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include "entry/instance.h"
 #include "entry/start_arguments.h"
 #include "fsort.h"
 #include "support/key_gen.h"
@@ -39,10 +41,18 @@ std::int32_t take_record(std::uint64_t length, const void* record) {
   return 0;
 }
 
+// Thousands of small files are written; a folder in memory, where there is one, saves half a minute.
+std::filesystem::path folder_of_folders() {
+  std::error_code ignored;
+  const std::filesystem::path in_memory = "/dev/shm";
+  if (std::getenv("TMPDIR") == nullptr && std::filesystem::is_directory(in_memory, ignored)) return in_memory;
+  return std::filesystem::temp_directory_path();
+}
+
 struct Folder {
   std::string path;
   Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "fsort-tests-XXXXXX").string();
+    std::string name = (folder_of_folders() / "fsort-tests-XXXXXX").string();
     path = ::mkdtemp(name.data()) != nullptr ? name : ".";
   }
   ~Folder() {
@@ -53,7 +63,8 @@ struct Folder {
 
 void write_file(const std::string& name, const std::vector<std::string>& records) {
   std::ofstream file(name, std::ios::binary | std::ios::trunc);
-  for (const std::string& record : records) file.write(record.data(), static_cast<std::streamsize>(record.size()));
+  for (const std::string& record : records)
+    file.write(record.data(), static_cast<std::streamsize>(record.size()));
 }
 
 std::string read_file(const std::string& name) {
@@ -92,6 +103,7 @@ SortRun run_fsort(const SortRequest& request) {
   if (output_is_file) std::filesystem::remove(output_name());
   const std::vector<std::string> arguments = with_files(request, run.by_arguments);
   const fsort_handle handle = FsortCreate(take_text, nullptr);
+  reinterpret_cast<fsort::Instance*>(handle)->driver.plain_levels = request.plain_levels ? 1 : 0;
   if (run.by_arguments) {
     std::vector<const char*> pointers = {"fsort"};
     for (const std::string& argument : arguments) pointers.push_back(argument.c_str());

@@ -1,7 +1,7 @@
 // Runs one sort through the library in this process and collects all that comes out of it.
 //
-// Records go in and out through callbacks or through files in a folder of the test process. A command line that
-// is too long for FsortStart is handed over as an argument vector, with files on both sides.
+// Records go in and out through callbacks or through files in a folder of the test process. A command line
+// that is too long for FsortStart is handed over as an argument vector, with files on both sides.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,7 @@ struct SortRequest {
   std::vector<std::string> records;
   Route input = Route::callback;
   Route output = Route::callback;
+  bool plain_levels = false;  // the engine's shortcuts are off: every level is laid out in full
 };
 
 struct SortRun {

@@ -270,7 +270,9 @@ bool write_file(Handle handle, const void* data, std::uint32_t count, std::uint3
   PosixFile* file = file_of(handle);
   if (file == nullptr) return false;
   if (file->kind != FileKind::kPositioned) {
-    if (write_all(file->fd, data, count) < 0) return fail_with_errno();
+    const std::uint32_t type = type_of(file);
+    const bool may_break = type != kFileTypeDisk && type != kFileTypeChar;
+    if (write_all(file->fd, data, count, may_break) < 0) return fail_with_errno();
   } else {
     const std::uint64_t offset = overlapped != nullptr ? overlapped_offset(overlapped) : file->pointer;
     if (write_at(file->fd, data, count, offset) < 0) return fail_with_errno();

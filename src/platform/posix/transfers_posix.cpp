@@ -109,12 +109,12 @@ std::int64_t read_next(int fd, void* data, std::uint32_t count, bool fill) {
   return done;
 }
 
-std::int64_t write_all(int fd, const void* data, std::uint32_t count) {
+std::int64_t write_all(int fd, const void* data, std::uint32_t count, bool may_break) {
   const auto* source = static_cast<const std::uint8_t*>(data);
   std::uint32_t done = 0;
   int error = 0;
   PipeGuard guard;
-  guard_begin(&guard);
+  if (may_break) guard_begin(&guard);
   while (done < count && error == 0) {
     const ssize_t n = write(fd, source + done, count - done);
     if (n >= 0) {
@@ -123,7 +123,7 @@ std::int64_t write_all(int fd, const void* data, std::uint32_t count) {
       error = errno;
     }
   }
-  guard_end(&guard, error == EPIPE);
+  if (may_break) guard_end(&guard, error == EPIPE);
   errno = error;
   return error == 0 ? static_cast<std::int64_t>(done) : -1;
 }
