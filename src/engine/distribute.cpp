@@ -14,10 +14,11 @@ namespace fsort {
 
 namespace {
 
-// The rings for a level of `bins` bins, cleared; null when hints do not pay or memory is short.
-std::uint8_t** cleared_rings(std::uint32_t bins, std::uint64_t expected) {
-  if (expected < kHintMinRecords) return nullptr;
+// The rings for a level of `bins` bins, cleared; null when hints do not pay, memory is short, or a pass
+// further out has them: memory relief subdivides bins in the middle of a pass.
+std::uint8_t** take_rings(std::uint32_t bins, std::uint64_t expected) {
   SortState& s = sort_st();
+  if (expected < kHintMinRecords || s.hint_rings_taken != 0) return nullptr;
   if (bins > s.hint_bins) {
     heap_free(s.hint_rings);
     s.hint_bins = 0;
@@ -26,7 +27,12 @@ std::uint8_t** cleared_rings(std::uint32_t bins, std::uint64_t expected) {
     s.hint_bins = bins;
   }
   std::memset(s.hint_rings, 0, std::size_t{bins} * kHintAhead * sizeof(void*));
+  s.hint_rings_taken = 1;
   return s.hint_rings;
+}
+
+void give_rings_back(std::uint8_t** rings) {
+  if (rings != nullptr) sort_st().hint_rings_taken = 0;
 }
 
 // Puts a record on the front of a bin's list.
@@ -53,10 +59,11 @@ void dist1(RecordSource next, std::uint64_t expected) {
   const KeyView view = s.keys[step.key];
   const std::uint32_t header_bytes = s.header_bytes;
   Sublist* bins = environment->array.bins();
-  std::uint8_t** rings = cleared_rings(environment->array.count, expected);
+  std::uint8_t** rings = take_rings(environment->array.count, expected);
   while (std::uint8_t* record = next()) {
     push(bins, rings, getvalue(record, view, step.key, step.position, header_bytes), record);
   }
+  give_rings_back(rings);
 }
 
 void distn(RecordSource next, std::uint64_t expected) {
@@ -66,7 +73,7 @@ void distn(RecordSource next, std::uint64_t expected) {
   const std::uint32_t step_count = environment->step_count;
   const PlanStep* steps = environment->steps;
   Sublist* bins = environment->array.bins();
-  std::uint8_t** rings = cleared_rings(environment->array.count, expected);
+  std::uint8_t** rings = take_rings(environment->array.count, expected);
   while (std::uint8_t* record = next()) {
     std::uint32_t bin = 0;
     for (std::uint32_t i = 0; i < step_count; ++i) {
@@ -77,6 +84,7 @@ void distn(RecordSource next, std::uint64_t expected) {
     }
     push(bins, rings, bin, record);
   }
+  give_rings_back(rings);
 }
 
 void distribute(RecordSource next, std::uint64_t expected) {
@@ -92,6 +100,7 @@ void hint_rings_free() {
   heap_free(s.hint_rings);
   s.hint_rings = nullptr;
   s.hint_bins = 0;
+  s.hint_rings_taken = 0;
 }
 
 }  // namespace fsort

@@ -64,12 +64,13 @@ struct SortState {
   std::uint8_t emitting;                // records of a bin on file are being emitted: nothing may move
   Environment* protected_level;         // memory relief writes this bin, but makes no child of it
   std::uint32_t protected_bin;
-  std::uint64_t memory_reserve;  // bytes a preload asked for
-  std::uint64_t free_data_kb;    // data memory left to deeper preloads
-  std::uint8_t** hint_rings;     // last eight heads of each bin (distribute.cpp); null: no hints
-  std::uint32_t hint_bins;       // bins that hint_rings has room for
-  ArrayEntry* entries;           // scratch of the array sort; null until first used
-  std::uint64_t entry_capacity;  // entries in each half of it
+  std::uint64_t memory_reserve;   // bytes a preload asked for
+  std::uint64_t free_data_kb;     // data memory left to deeper preloads
+  std::uint8_t** hint_rings;      // last eight heads of each bin (distribute.cpp); null: no hints
+  std::uint32_t hint_bins;        // bins that hint_rings has room for
+  std::uint8_t hint_rings_taken;  // a pass is using them
+  ArrayEntry* entries;            // scratch of the array sort; null until first used
+  std::uint64_t entry_capacity;   // entries in each half of it
 };
 
 }  // namespace fsort
