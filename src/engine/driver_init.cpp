@@ -146,17 +146,18 @@ int initialise(Vector& v) {
   if (ExitRegister(fsort_windup) != 0) ErrorReturn(kErrorCode, "Couldn't register fsort_windup");
   sublist_init(v.argc, v.argv);
   key_view_init();
+  // Made before the allocator knows its segment size: an empty stack then counts nothing as used.
+  d.sublist_stack = stk_alloc();
+  d.data_stack = stk_alloc();
+  if (d.sublist_stack == nullptr || d.data_stack == nullptr) {
+    ErrorReturn(kErrorCode, "Insufficient memory available");
+  }
   const std::uint64_t segment_bytes = d.segment_kb * kKilo;
   if (segment_bytes < environment_bytes(1)) ErrorReturn(kErrorCode, "Segment length too small");
   const std::uint64_t bins = (segment_bytes - kEnvironmentHeadBytes) / sizeof(Sublist);
   d.bins_per_segment = static_cast<std::uint32_t>(bins < kMaxBins ? bins : kMaxBins);
   estimate(record_size);
   plan_memory();
-  d.sublist_stack = stk_alloc();
-  d.data_stack = stk_alloc();
-  if (d.sublist_stack == nullptr || d.data_stack == nullptr) {
-    ErrorReturn(kErrorCode, "Insufficient memory available");
-  }
   chkcmd(v.argc, v.argv);
   if (d.verbosity > 0) osdll_display("Segment length = %u\r\n", d.segment_kb);
   return 0;

@@ -49,15 +49,14 @@ void add_name(NameList& list, const char* name) {
 }
 
 // Takes the operands behind "-in" at `index`; result: the index of the first argument not taken. "<name" adds
-// its name also inside the list and ">" ends it: these two say themselves what they are.
+// its name also inside the list and ">" ends it: these two say themselves what they are. The option goes even
+// when it names nothing; left behind it would be read as "-i" with more letters, and turn the order around.
 std::uint32_t take_name_list(NameList& list, std::int32_t argc, const char** argv, std::uint32_t index) {
-  const std::uint32_t option = index++;
+  arg_blank(argv, index++);
   for (; arg_operand(argc, argv, index) && argv[index][0] != '>'; ++index) {
     add_name(list, argv[index][0] == '<' ? argv[index] + 1 : argv[index]);
     arg_blank(argv, index);
   }
-  // An -in that names nothing is left over, to be reported, instead of turning to standard input unasked.
-  if (index > option + 1) arg_blank(argv, option);
   return index;
 }
 

@@ -78,7 +78,6 @@ class Engine {
   bool unique_ = false;
   std::uint64_t record_count_ = 0;  // estimate
   std::uint64_t most_bins_ = 0;
-  bool whole_input_fits_ = true;
   std::uint64_t available_kb_ = 0;  // memory at the time of the first plan
   std::uint64_t file_kb_ = 0;
   std::uint64_t largest_record_ = 0;  // bytes of data that a segment holds beside its header and a frame

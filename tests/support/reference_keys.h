@@ -12,15 +12,12 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace fsort_test {
+#include "support/reference_arguments.h"
 
-struct ReferenceFault : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+namespace fsort_test {
 
 struct ReferenceTable {
   std::array<int, 256> rank{};
@@ -120,8 +117,5 @@ class ReferenceKeys {
   int field_count_ = 0;
   int numeric_keys_ = 0;
 };
-
-// The first steps of the command line: a command string split at blanks outside quotes, options lowered.
-[[nodiscard]] std::vector<std::string> split_command(const std::string& command);
 
 }  // namespace fsort_test

@@ -113,11 +113,10 @@ TEST_F(RinInit, EndsTheListOfNamesAtAnOptionAnOutputNameOrAParenthesis) {
   }
 }
 
-TEST_F(RinInit, LeavesAnInOptionThatNamesNothingToBeReported) {
-  ArgVector args{"-in"};
-  ASSERT_EQ(init(args), 0);
-  EXPECT_EQ(args.left(), Texts{"-in"});
+TEST_F(RinInit, ConsumesAnInOptionThatNamesNothingAndKnowsNoInputThen) {
+  set_up({"-in"});
   EXPECT_EQ(description().input_named, 0);
+  EXPECT_EQ(rin_stream(), std_input());
 }
 
 TEST_F(RinInit, AcceptsSixteenNames) {

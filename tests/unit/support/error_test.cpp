@@ -100,6 +100,7 @@ TEST_F(ErrorTrap, ErrorDisplayTwiceAfterOneFailureShowsTheMessagesOnce) {
   ErrorDisplay();
   ErrorDisplay();
   EXPECT_EQ(displayed().size(), 2u);
+  EXPECT_FALSE(error_displaying());
 }
 
 TEST_F(ErrorTrap, CanBeSetAgainAndAgain) {
