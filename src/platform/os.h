@@ -66,7 +66,7 @@ static_assert(sizeof(VersionInfo) == 148);
 inline constexpr std::uint32_t kGenericRead = 0x80000000;
 inline constexpr std::uint32_t kGenericWrite = 0x40000000;
 inline constexpr std::uint32_t kShareRead = 1;
-inline constexpr std::uint32_t kCreateNew = 1;     // must not exist
+inline constexpr std::uint32_t kCreateNew = 1;     // must not exist; private to its owner
 inline constexpr std::uint32_t kCreateAlways = 2;  // created or truncated
 inline constexpr std::uint32_t kOpenExisting = 3;  // must exist
 inline constexpr std::uint32_t kAttributeTemporary = 0x100;
@@ -116,7 +116,8 @@ struct OsTable {
   // --- files -------------------------------------------------------------------------------------------
   // Opens or creates `name`. Backslashes and slashes both separate folders. `share` 0 is exclusive: a second
   // open of a regular file that conflicts fails with 32 and leaves the file's content untouched. A directory
-  // fails with 5, an empty name with 3. Result: the handle, or kInvalidHandle.
+  // fails with 5, an empty name with 3. A file created with kCreateNew is private to its owner; one created
+  // with kCreateAlways has the access rights that new files have. Result: the handle, or kInvalidHandle.
   Handle (*create_file)(const char* name, std::uint32_t access, std::uint32_t share, void* security,
                         std::uint32_t disposition, std::uint32_t attributes, Handle template_file);
   // Transfers up to `count` bytes; the number transferred is stored through `done` (0 on failure). With

@@ -84,7 +84,8 @@ void fwindup();
 
 // Opens a stream. First letter r, w or a; then any of u (sector-aligned, unbuffered), a (overlapped), r (no
 // effect), t (temporary), b (ignored), + (read and write), and x: with w, the file must not exist yet (code
-// 80 when it does). Result: the stream, or null with fs_errno set. Owns: the caller, until fstdio_fclose.
+// 80 when it does) and is private to its owner. Result: the stream, or null with fs_errno set. Owns: the
+// caller, until fstdio_fclose.
 [[nodiscard]] Stream* fstdio_fopen(const char* name, const char* mode);
 // Flushes and closes; 0 or -1. When the flush fails the stream stays open and its owner's. A stream on a
 // standard handle is not closed: its flags become 0.

@@ -45,8 +45,9 @@ struct PosixFile {
 };
 
 constexpr int kStandardCount = 3;
-constexpr std::size_t kPathBytes = 4096;  // the system's own limit, NUL included
-constexpr mode_t kNewFileMode = 0666;
+constexpr std::size_t kPathBytes = 4096;   // the system's own limit, NUL included
+constexpr mode_t kNewFileMode = 0666;      // what the process's mask leaves of it
+constexpr mode_t kPrivateFileMode = 0600;  // of a file that must not exist yet
 
 struct PathText {
   char text[kPathBytes];
@@ -115,7 +116,7 @@ void note_path_error(PathText* path) {
 int open_descriptor(const char* path, int flags) {
   int fd;
   do {
-    fd = open(path, flags, kNewFileMode);
+    fd = open(path, flags, (flags & O_EXCL) != 0 ? kPrivateFileMode : kNewFileMode);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0 || fd >= kStandardCount) return fd;
   const int moved = fcntl(fd, F_DUPFD_CLOEXEC, kStandardCount);

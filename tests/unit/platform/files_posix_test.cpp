@@ -127,6 +127,23 @@ TEST(CreateFile, RefusesToCreateAFileThatExistsWhenItMustBeNew) {
   EXPECT_EQ(folder.content("new"), "");
 }
 
+// The permission bits of a file.
+mode_t permissions(const std::string& name) {
+  struct stat info {};
+  EXPECT_EQ(stat(name.c_str(), &info), 0);
+  return info.st_mode & 0777;
+}
+
+TEST(CreateFile, MakesAFileThatMustBeNewReadableByItsOwnerOnly) {
+  const TempFolder folder;
+  const mode_t mask = umask(0);
+  EXPECT_EQ(open_code(folder.path("private"), kGenericWrite, kCreateNew), 0u);
+  EXPECT_EQ(open_code(folder.path("ordinary"), kGenericWrite, kCreateAlways), 0u);
+  umask(mask);
+  EXPECT_EQ(permissions(folder.path("private")), 0600u);
+  EXPECT_EQ(permissions(folder.path("ordinary")), 0666u);
+}
+
 TEST(CreateFile, TellsMissingFileFromMissingFolder) {
   const TempFolder folder;
   folder.make("plain", "");
