@@ -1,38 +1,49 @@
 // Proves the result of a sort without the engine: the output holds exactly the records of the input, in
 // order.
 //
-//   record_check --in FILE --out FILE [--record BYTES] KEY...
+//   record_check --in FILE --out FILE [--record BYTES | --variable] [--unique] KEY...
 //
+//   --record    records of so many bytes; without it and --variable, text lines
+//   --variable  records that begin with two bytes which count the rest, low byte first
+//   --unique    the output holds one record of each set of records with equal keys
 //   KEY   bytes                 the whole record, byte values, without the line break
 //         reversed              the same from the last byte to the first
-//         text:D:N              field N (from 0) of a record with delimiter D, byte values
-//         number:D:N            the same field as a number
-//         a KEY may end in ",desc"
+//         columns:A:B           bytes A (from 0) to B, or to the end of a record that has less
+//         text:D:N              field N (from 0) of a record with delimiter D, byte values; "tab" is a
+//         delimiter number:D:N            the same field as a number a KEY may end in ",desc"
 //
 // "The same records" is proved by their count and by two sums over a 64-bit hash of each record, one with
 // carry and one without, which do not depend on the order; "in order" by comparing each record with the one
-// before. Nothing here shares code with the engine. Prints one line; exit status 0 when the proof holds, 1
-// when it does not.
+// before. For --unique no two records of the output may be equal in the keys, each must be a record of the
+// input, and the input must hold as many different keys as the output has records. Nothing here shares code
+// with the engine. The files are mapped, so they may be larger than memory. Prints one line; exit status 0
+// when the proof holds, 1 when it does not.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace {
 
-enum class KeyKind { kBytes, kReversed, kText, kNumber };
+enum class KeyKind { kBytes, kReversed, kColumns, kText, kNumber };
 
 struct Key {
   KeyKind kind = KeyKind::kBytes;
   char delimiter = 0;
   std::size_t field = 0;
+  std::size_t first = 0;
+  std::size_t last = 0;
   bool descending = false;
 };
 
@@ -40,6 +51,8 @@ struct Options {
   std::string in;
   std::string out;
   std::size_t record_bytes = 0;  // 0: text lines
+  bool variable = false;
+  bool unique = false;
   std::vector<Key> keys;
 };
 
@@ -52,6 +65,7 @@ struct Fingerprint {
 
 Key parse_key(std::string text) {
   Key key;
+  const std::string original = text;
   const std::string suffix = ",desc";
   if (text.size() > suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) {
     key.descending = true;
@@ -63,14 +77,22 @@ Key parse_key(std::string text) {
     return key;
   }
   const std::size_t colon = text.find(':');
-  if (colon == std::string::npos || text.size() < colon + 4 || text[colon + 2] != ':') {
-    throw std::runtime_error("no such key: " + text);
-  }
+  const std::size_t second = colon == std::string::npos ? colon : text.find(':', colon + 2);
+  if (second == std::string::npos) throw std::runtime_error("no such key: " + original);
   const std::string kind = text.substr(0, colon);
-  if (kind != "text" && kind != "number") throw std::runtime_error("no such key: " + text);
+  const std::string middle = text.substr(colon + 1, second - colon - 1);
+  const std::size_t number = std::strtoul(text.c_str() + second + 1, nullptr, 10);
+  if (kind == "columns") {
+    key.kind = KeyKind::kColumns;
+    key.first = std::strtoul(middle.c_str(), nullptr, 10);
+    key.last = number;
+    return key;
+  }
+  if (kind != "text" && kind != "number") throw std::runtime_error("no such key: " + original);
+  if (middle.size() != 1 && middle != "tab") throw std::runtime_error("no such delimiter: " + original);
   key.kind = kind == "text" ? KeyKind::kText : KeyKind::kNumber;
-  key.delimiter = text[colon + 1];
-  key.field = std::strtoul(text.c_str() + colon + 3, nullptr, 10);
+  key.delimiter = middle == "tab" ? '\t' : middle[0];
+  key.field = number;
   return key;
 }
 
@@ -88,49 +110,95 @@ Options parse_options(int argc, char** argv) {
       options.out = operand();
     } else if (argument == "--record") {
       options.record_bytes = std::strtoul(operand().c_str(), nullptr, 10);
+    } else if (argument == "--variable") {
+      options.variable = true;
+    } else if (argument == "--unique") {
+      options.unique = true;
     } else {
       options.keys.push_back(parse_key(argument));
     }
   }
   if (options.in.empty() || options.out.empty()) throw std::runtime_error("--in and --out are needed");
+  if (options.keys.empty()) throw std::runtime_error("a key is needed");
   return options;
 }
 
-std::string read_file(const std::string& name) {
-  std::ifstream stream(name, std::ios::binary);
-  if (!stream) throw std::runtime_error("cannot open " + name);
-  return std::string(std::istreambuf_iterator<char>(stream), {});
-}
-
-std::vector<std::string_view> split(const std::string& data, std::size_t record_bytes) {
-  std::vector<std::string_view> records;
-  const std::string_view all = data;
-  for (std::size_t pos = 0; pos < all.size();) {
-    std::size_t end = pos + record_bytes;
-    if (record_bytes == 0) {
-      const std::size_t line_end = all.find('\n', pos);
-      end = line_end == std::string_view::npos ? all.size() : line_end + 1;
+// A file as bytes in memory.
+class MappedFile {
+ public:
+  explicit MappedFile(const std::string& name) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (fd < 0 || ::fstat(fd, &status) != 0) throw std::runtime_error("cannot open " + name);
+    size_ = static_cast<std::size_t>(status.st_size);
+    if (size_ != 0) {
+      address_ = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, fd, 0);
+      if (address_ == MAP_FAILED) throw std::runtime_error("cannot map " + name);
+      ::madvise(address_, size_, MADV_SEQUENTIAL);
     }
-    if (end > all.size()) end = all.size();
-    records.push_back(all.substr(pos, end - pos));
-    pos = end;
+    ::close(fd);
   }
-  return records;
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+  ~MappedFile() {
+    if (size_ != 0) ::munmap(address_, size_);
+  }
+  std::string_view bytes() const { return {static_cast<const char*>(address_), size_}; }
+
+ private:
+  void* address_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+// Hands out one record after the other.
+class Records {
+ public:
+  Records(std::string_view bytes, const Options& options) : rest_(bytes), options_(options) {}
+
+  bool next(std::string_view& record) {
+    if (rest_.empty()) return false;
+    std::size_t length = options_.record_bytes;
+    if (options_.variable) {
+      if (rest_.size() < 2) throw std::runtime_error("a variable record is cut");
+      length = 2 + static_cast<unsigned char>(rest_[0]) + 256u * static_cast<unsigned char>(rest_[1]);
+    } else if (length == 0) {
+      const std::size_t line_end = rest_.find('\n');
+      length = line_end == std::string_view::npos ? rest_.size() : line_end + 1;
+    }
+    if (length > rest_.size()) throw std::runtime_error("the last record is cut");
+    record = rest_.substr(0, length);
+    rest_.remove_prefix(length);
+    return true;
+  }
+
+ private:
+  std::string_view rest_;
+  const Options& options_;
+};
+
+std::uint64_t mix(std::uint64_t h) {
+  h = (h ^ (h >> 32)) * 0xD6E8FEB86659FD93U;
+  h = (h ^ (h >> 32)) * 0xD6E8FEB86659FD93U;
+  return h ^ (h >> 32);
 }
 
-Fingerprint fingerprint(const std::vector<std::string_view>& records) {
-  Fingerprint result;
-  for (const std::string_view record : records) {
-    std::uint64_t hash = 0xCBF29CE484222325U ^ record.size();
-    for (const char c : record) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
-    hash ^= hash >> 32;
-    hash *= 0xD6E8FEB86659FD93U;
-    hash ^= hash >> 32;
-    result.count += 1;
-    result.sum += hash;
-    result.parity ^= hash;
+std::uint64_t hash_of(std::string_view record) {
+  std::uint64_t hash = 0xCBF29CE484222325U ^ record.size();
+  while (record.size() >= sizeof hash) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, record.data(), sizeof word);
+    hash = (hash ^ word) * 0x9FB21C651E98DF25U;
+    hash ^= hash >> 29;
+    record.remove_prefix(sizeof word);
   }
-  return result;
+  for (const char c : record) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  return mix(hash);
+}
+
+void add_record(Fingerprint& to, std::uint64_t hash) {
+  to.count += 1;
+  to.sum += hash;
+  to.parity ^= hash;
 }
 
 std::string_view field_of(std::string_view record, char delimiter, std::size_t field) {
@@ -142,6 +210,20 @@ std::string_view field_of(std::string_view record, char delimiter, std::size_t f
   return record.substr(0, record.find(delimiter));
 }
 
+std::string_view columns_of(std::string_view record, const Key& key) {
+  if (key.first >= record.size()) return {};
+  return record.substr(key.first, key.last - key.first + 1);
+}
+
+double number_of(std::string_view record, const Key& key) {
+  const std::string_view field = field_of(record, key.delimiter, key.field);
+  char text[64];
+  const std::size_t length = field.size() < sizeof text ? field.size() : sizeof text - 1;
+  std::memcpy(text, field.data(), length);
+  text[length] = 0;
+  return std::strtod(text, nullptr);
+}
+
 int compare_reversed(std::string_view a, std::string_view b) {
   for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
     const auto x = static_cast<unsigned char>(a[a.size() - 1 - i]);
@@ -151,11 +233,7 @@ int compare_reversed(std::string_view a, std::string_view b) {
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
-int compare_numbers(std::string_view a, std::string_view b) {
-  const double x = std::strtod(std::string(a).c_str(), nullptr);
-  const double y = std::strtod(std::string(b).c_str(), nullptr);
-  return x < y ? -1 : (x > y ? 1 : 0);
-}
+int compare_numbers(double x, double y) { return x < y ? -1 : (x > y ? 1 : 0); }
 
 int compare_key(const Key& key, std::string_view a, std::string_view b) {
   switch (key.kind) {
@@ -163,51 +241,116 @@ int compare_key(const Key& key, std::string_view a, std::string_view b) {
       return a.compare(b);
     case KeyKind::kReversed:
       return compare_reversed(a, b);
+    case KeyKind::kColumns:
+      return columns_of(a, key).compare(columns_of(b, key));
     case KeyKind::kText:
       return field_of(a, key.delimiter, key.field).compare(field_of(b, key.delimiter, key.field));
     case KeyKind::kNumber:
-      return compare_numbers(field_of(a, key.delimiter, key.field), field_of(b, key.delimiter, key.field));
+      return compare_numbers(number_of(a, key), number_of(b, key));
   }
   return 0;
 }
 
-std::string_view without_break(std::string_view record) {
-  if (!record.empty() && record.back() == '\n') record.remove_suffix(1);
+int compare_keys(const std::vector<Key>& keys, std::string_view a, std::string_view b) {
+  for (const Key& key : keys) {
+    const int order = compare_key(key, a, b);
+    if (order != 0) return key.descending ? -order : order;
+  }
+  return 0;
+}
+
+// Equal for records that are equal in all keys.
+std::uint64_t hash_of_keys(const std::vector<Key>& keys, std::string_view record) {
+  std::uint64_t hash = 0;
+  for (const Key& key : keys) {
+    std::string_view part = record;
+    double number = 0;
+    if (key.kind == KeyKind::kColumns) part = columns_of(record, key);
+    if (key.kind == KeyKind::kText) part = field_of(record, key.delimiter, key.field);
+    if (key.kind == KeyKind::kNumber) {
+      number = number_of(record, key) + 0.0;  // -0 becomes 0
+      part = {reinterpret_cast<const char*>(&number), sizeof number};
+    }
+    hash = mix(hash * 31 + hash_of(part));
+  }
+  return hash;
+}
+
+std::string_view without_break(std::string_view record, const Options& options) {
+  if (options.record_bytes == 0 && !options.variable && !record.empty() && record.back() == '\n') {
+    record.remove_suffix(1);
+  }
   return record;
 }
 
-// Number of the first record that is less than the one before it, or the count.
-std::size_t first_disorder(const std::vector<std::string_view>& records, const std::vector<Key>& keys) {
-  for (std::size_t i = 1; i < records.size(); ++i) {
-    for (const Key& key : keys) {
-      int order = compare_key(key, without_break(records[i - 1]), without_break(records[i]));
-      if (key.descending) order = -order;
-      if (order > 0) return i;
-      if (order < 0) break;
+struct Findings {
+  Fingerprint before;
+  Fingerprint after;
+  std::uint64_t disorder = 0;  // number of the first record that is out of order
+  bool ordered = true;
+  bool complete = true;  // the output holds what it should of the input
+};
+
+// Goes through the output. For --unique, `records` and `keys` are what the input holds.
+void check_output(const Options& options, std::string_view bytes, Findings& found,
+                  const std::unordered_set<std::uint64_t>& records, std::size_t keys) {
+  Records output(bytes, options);
+  std::string_view record;
+  std::string_view previous;
+  while (output.next(record)) {
+    const std::uint64_t hash = hash_of(record);
+    const std::string_view text = without_break(record, options);
+    if (found.after.count != 0 && found.ordered) {
+      const int order = compare_keys(options.keys, previous, text);
+      if (order > 0 || (options.unique && order == 0)) {
+        found.ordered = false;
+        found.disorder = found.after.count;
+      }
     }
+    if (options.unique && records.count(hash) == 0) found.complete = false;
+    add_record(found.after, hash);
+    previous = text;
   }
-  return records.size();
+  if (options.unique) {
+    if (found.after.count != keys) found.complete = false;
+  } else if (!(found.before == found.after)) {
+    found.complete = false;
+  }
 }
 
 int check(const Options& options) {
-  const std::string in = read_file(options.in);
-  const std::string out = read_file(options.out);
-  const auto out_records = split(out, options.record_bytes);
-  const Fingerprint before = fingerprint(split(in, options.record_bytes));
-  const Fingerprint after = fingerprint(out_records);
-  const std::size_t disorder = first_disorder(out_records, options.keys);
-  const bool same = before == after;
-  const bool ordered = disorder == out_records.size();
-  std::printf("%s  %" PRIu64 " records in, %" PRIu64 " out; checksum %016" PRIx64 "-%016" PRIx64
-              " %s %016" PRIx64 "-%016" PRIx64 "; ",
-              same && ordered ? "PROVED" : "WRONG", before.count, after.count, before.sum, before.parity,
-              same ? "=" : "IS NOT", after.sum, after.parity);
-  if (ordered) {
+  const MappedFile in(options.in);
+  const MappedFile out(options.out);
+  Findings found;
+  std::unordered_set<std::uint64_t> records;
+  std::unordered_set<std::uint64_t> keys;
+  Records input(in.bytes(), options);
+  std::string_view record;
+  while (input.next(record)) {
+    const std::uint64_t hash = hash_of(record);
+    add_record(found.before, hash);
+    if (options.unique) {
+      records.insert(hash);
+      keys.insert(hash_of_keys(options.keys, without_break(record, options)));
+    }
+  }
+  check_output(options, out.bytes(), found, records, keys.size());
+  const bool good = found.ordered && found.complete;
+  std::printf("%s  %" PRIu64 " records in, %" PRIu64 " out; ", good ? "PROVED" : "WRONG", found.before.count,
+              found.after.count);
+  if (options.unique) {
+    std::printf("%zu different keys in the input, %s; ", keys.size(),
+                found.complete ? "one record of each in the output" : "THE OUTPUT HOLDS SOMETHING ELSE");
+  } else {
+    std::printf("checksum %016" PRIx64 "-%016" PRIx64 " %s %016" PRIx64 "-%016" PRIx64 "; ", found.before.sum,
+                found.before.parity, found.complete ? "=" : "IS NOT", found.after.sum, found.after.parity);
+  }
+  if (found.ordered) {
     std::printf("every record checked against the one before\n");
   } else {
-    std::printf("record %zu is out of order\n", disorder);
+    std::printf("record %" PRIu64 " is out of order\n", found.disorder);
   }
-  return same && ordered ? 0 : 1;
+  return good ? 0 : 1;
 }
 
 }  // namespace

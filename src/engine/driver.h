@@ -19,6 +19,9 @@ struct Instance;
 
 void fsort_windup(Instance* instance);
 
+// Deletes the work files of all levels of a sort that ended early and forgets the levels. May run twice.
+void levels_drop();
+
 // Raises when any argument is left: "<a>,<b> and <c> are invalid arguments".
 void chkcmd(std::int32_t argc, const char* const* argv);
 

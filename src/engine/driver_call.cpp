@@ -75,7 +75,10 @@ int run(Nothing& /*none*/) {
 
 int fsort_call() {
   Nothing none;
-  return trap_run(kTrapLevel, "Error detected in fsort call", run, none);
+  const int status = trap_run(kTrapLevel, "Error detected in fsort call", run, none);
+  // No work file outlives the sort, however it ended; its memory waits for the windup.
+  levels_drop();
+  return status;
 }
 
 }  // namespace fsort

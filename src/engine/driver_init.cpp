@@ -61,6 +61,7 @@ bool take_operand(const Vector& v, const char* name, const char** operand) {
 void reset(const Vector& v) {
   array_sort_free();
   hint_rings_free();
+  levels_drop();
   DriverState& d = driver_st();
   // Stacks of an earlier start that failed hold its whole memory.
   if (d.data_stack != nullptr) stk_free(d.data_stack);
@@ -199,12 +200,16 @@ void chkcmd(std::int32_t argc, const char* const* argv) {
   osdll_error("%s%s", text, ending);
 }
 
-void fsort_windup(Instance* /*instance*/) {
+void levels_drop() {
   DriverState& d = driver_st();
-  if (Environment* root = d.environment; root != nullptr) {
-    d.environment = nullptr;
-    environment_cleanup(root);
-  }
+  Environment* root = d.environment;
+  d.environment = nullptr;
+  environment_cleanup(root);
+}
+
+void fsort_windup(Instance* /*instance*/) {
+  levels_drop();
+  DriverState& d = driver_st();
   if (d.data_stack != nullptr) stk_free(d.data_stack);
   d.data_stack = nullptr;
   if (d.sublist_stack != nullptr) stk_free(d.sublist_stack);

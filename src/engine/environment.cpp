@@ -39,6 +39,16 @@ std::uint8_t* raw_child_slot(Environment* environment, std::uint32_t bin) {
   auto* at = reinterpret_cast<std::uint8_t*>(environment);
   return at + kEnvironmentHeadBytes + std::size_t{bin} * sizeof(Sublist) + offsetof(Sublist, child);
 }
+// Unlinks a level whose memory is gone, so that no clean-up follows the link.
+void forget_level(Environment* parent, const Environment* level) {
+  if (parent == nullptr) {
+    driver_st().environment = nullptr;
+    return;
+  }
+  for (std::uint32_t i = 0; i < parent->array.count; ++i) {
+    if (parent->array.bins()[i].child == level) parent->array.bins()[i].child = nullptr;
+  }
+}
 void raw_set_parent(Environment* environment, Environment* parent) {
   store_le(reinterpret_cast<std::uint8_t*>(environment) + offsetof(Environment, parent), parent);
 }
@@ -147,7 +157,10 @@ Environment* environment_compress(Stack* scratch, Environment* newest, Environme
     s.relocation = relocated;
     back = environment_copy(stack, away);
   }
-  if (back == nullptr) ErrorReturn(kErrorCode, kPathologicalText);
+  if (back == nullptr) {
+    forget_level(parent, newest);
+    ErrorReturn(kErrorCode, kPathologicalText);
+  }
   back->parent = parent;
   environment_ufptr(back);
   while (stk_frames(scratch) > level) stk_pop_release(scratch);
