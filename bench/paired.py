@@ -139,7 +139,7 @@ def main():
         sys.exit("at least 5 pairs")
     args.dir.mkdir(parents=True, exist_ok=True)
 
-    revision = first_line(["git", "-C", str(ROOT), "describe", "--always", "--dirty"])
+    revision = first_line(["git", "-c", "safe.directory=*", "-C", str(ROOT), "describe", "--always", "--dirty"])
     lines = ["# Measured", "", "Written by `scripts/bench`; how it measures is said at the top of `bench/paired.py`.", "",
              f"- Machine: {machine()}", f"- Revision: {revision}, preset `release`",
              f"- Pairs: {args.pairs} for each row, after one to warm up; medians, smallest to largest ratio in brackets",

@@ -32,7 +32,6 @@ bool instance_enter(fsort_handle handle, EntryFrame& frame, EntryKind kind) {
   frame.thread = entry_lock_owner();
   frame.trap_depth = own->error.trap_depth;
   frame.kind = kind;
-  frame.waiting = 0;
   entry_frames = &frame;
   Instance* previous = current_instance;
   current_instance = own;
@@ -65,7 +64,7 @@ EntryFrame* entry_frame_top() {
 
 bool entry_frame_shared(const EntryFrame& frame) {
   for (const EntryFrame* f = entry_frames; f != nullptr; f = f->next) {
-    if (f != &frame && f->instance == frame.instance && f->waiting == 0) return true;
+    if (f != &frame && f->instance == frame.instance && f->kind != EntryKind::pipe) return true;
   }
   return false;
 }
@@ -81,9 +80,10 @@ bool entry_frames_overlaid() {
   if (entry_lock_depth() == 0) return false;
   const std::uint32_t self = entry_lock_owner();
   for (const EntryFrame* f = entry_frames; f != nullptr; f = f->next) {
-    if (f->thread == self || f->waiting != 0) continue;
+    if (f->thread == self || f->kind == EntryKind::pipe) continue;
     for (const EntryFrame* own = f->next; own != nullptr; own = own->next) {
-      if (own->thread == self && own->instance == f->instance) return true;
+      if (own->thread != self || own->kind == EntryKind::pipe) continue;
+      if (own->instance == f->instance) return true;
     }
   }
   return false;

@@ -34,6 +34,7 @@ struct Instance;
 enum class EntryKind : std::uint8_t {
   plain,
   marked,  // also notes the frame's address in entry_mark
+  pipe,    // marked, and a use of the pipe: runs no callback and sets no trap
   start,   // marked, and a sort runs in it
 };
 
@@ -43,7 +44,6 @@ struct EntryFrame {
   std::uint32_t thread;
   std::uint32_t trap_depth;  // traps of the instance that are not this export's
   EntryKind kind;
-  std::uint8_t waiting;  // FsortSend or FsortRetrieve in its wait: holds nothing of the instance
 };
 
 [[nodiscard]] inline fsort_handle handle_of(Instance* instance) {
@@ -63,15 +63,16 @@ void entry_frame_drop(EntryFrame& frame);
 // The innermost frame of the thread that holds the lock; null outside every export.
 [[nodiscard]] EntryFrame* entry_frame_top();
 
-// True when another export on the frame's instance is in progress, on any thread, that is not just waiting on
-// the pipe.
+// True when another export on the frame's instance is in progress, on any thread, other than a use of its
+// pipe.
 [[nodiscard]] bool entry_frame_shared(const EntryFrame& frame);
 
 // True when any other frame of the instance is listed.
 [[nodiscard]] bool entry_frame_accompanied(const EntryFrame& frame);
 
 // True when another thread is inside an instance that this thread is also inside of, entered after this one:
-// its traps lie above this thread's, which must not go on before they are gone.
+// its traps lie above this thread's, which must not go on before they are gone. Uses of the pipe do not count
+// on either side.
 [[nodiscard]] bool entry_frames_overlaid();
 
 // Before a jump out of the holding thread's frames to a trap of the current instance: drops those that the

@@ -64,14 +64,14 @@ std::int32_t FsortStart(fsort_handle handle, fsort_read_fn input, fsort_write_fn
 
 void FsortSend(fsort_handle handle, std::uint64_t length, const void* record) {
   EntryFrame frame;
-  if (!instance_enter(handle, frame, EntryKind::marked)) return;
+  if (!instance_enter(handle, frame, EntryKind::pipe)) return;
   pipe_send(&entry_st().pipe, length, static_cast<const std::uint8_t*>(record));
   instance_leave(frame);
 }
 
 void FsortRetrieve(fsort_handle handle, std::uint64_t* length, const void** record) {
   EntryFrame frame;
-  if (!instance_enter(handle, frame, EntryKind::marked)) return;
+  if (!instance_enter(handle, frame, EntryKind::pipe)) return;
   const std::uint8_t* bytes = nullptr;
   pipe_retrieve(&entry_st().pipe, length, &bytes);
   *record = bytes;

@@ -82,6 +82,7 @@ struct EntryState {
   std::uint8_t abort_pending;            // another thread asked to abort while the lock was given back
   std::uint8_t pipe_ended;               // the sort that the pipe served is over
   std::uint8_t pipe_kept;                // a record sent before FsortStart waits in kept_length/kept_record
+  std::uint8_t pipe_inward;              // the record in the pipe came from FsortSend, not from the sort
   std::uint64_t kept_length;             //
   const std::uint8_t* kept_record;       //
   std::uint8_t* pipe_copy[kPipeCopies];  // output records handed to a pipe consumer, in turn

@@ -26,20 +26,23 @@ constexpr std::uint32_t kMaxYields = 16;
 void pipe_pause(std::uint32_t yields) {
   Instance* own = current_instance;
   Instance* previous = own->entry.prev_instance;
-  EntryFrame* frame = entry_frame_top();
-  const bool peer = frame != nullptr && frame->kind != EntryKind::start;
-  if (peer) frame->waiting = 1;
   current_instance = previous;
   const std::uint32_t depth = entry_lock_give_back();
   for (std::uint32_t i = 0; i < yields; ++i) os->yield_thread();
   entry_lock_take_again(depth);
   own->entry.prev_instance = previous;
   current_instance = own;
-  if (peer) frame->waiting = 0;
 }
 
 bool can_send(const RecordPipe* pipe) { return pipe->flag != 1 && entry_st().pipe_kept == 0; }
-bool can_retrieve(const RecordPipe* pipe) { return pipe->flag != 0; }
+bool can_take(const RecordPipe* pipe) { return pipe->flag != 0; }
+
+// A sort with the pipe on both sides: what was sent to it is not for the one who waits for its output.
+bool can_retrieve(const RecordPipe* pipe) {
+  const EntryState& e = entry_st();
+  const bool for_the_sort = e.pipe_inward != 0 && e.running != 0 && e.start_input == pipe_input();
+  return can_take(pipe) && !for_the_sort;
+}
 
 // Waits until `ready`. Result: false when it never will be: the sort is over or is to be aborted.
 bool pipe_wait(const RecordPipe* pipe, bool (*ready)(const RecordPipe*)) {
@@ -69,6 +72,17 @@ const std::uint8_t* pipe_copy(std::uint64_t length, const std::uint8_t* record) 
   return e.pipe_copy[i];
 }
 
+int pipe_take(RecordPipe* pipe, bool (*ready)(const RecordPipe*), std::uint64_t* length,
+              const std::uint8_t** record) {
+  *length = 0;
+  *record = nullptr;
+  if (!pipe_wait(pipe, ready)) return 0;
+  pipe->flag = 0;
+  *record = pipe->record;
+  *length = pipe->length;
+  return 0;
+}
+
 }  // namespace
 
 int pipe_send(RecordPipe* pipe, std::uint64_t length, const std::uint8_t* record) {
@@ -77,17 +91,12 @@ int pipe_send(RecordPipe* pipe, std::uint64_t length, const std::uint8_t* record
   pipe->flag = 1;
   pipe->length = length;
   pipe->record = record;
+  entry_st().pipe_inward = 1;
   return 0;
 }
 
 int pipe_retrieve(RecordPipe* pipe, std::uint64_t* length, const std::uint8_t** record) {
-  *length = 0;
-  *record = nullptr;
-  if (!pipe_wait(pipe, can_retrieve)) return 0;
-  pipe->flag = 0;
-  *record = pipe->record;
-  *length = pipe->length;
-  return 0;
+  return pipe_take(pipe, can_retrieve, length, record);
 }
 
 std::int32_t fsort_send(std::uint64_t length, const std::uint8_t* record) {
@@ -100,6 +109,7 @@ std::int32_t fsort_send(std::uint64_t length, const std::uint8_t* record) {
     if (record == nullptr) return 1;
   }
   pipe_send(pipe, length, record);
+  e.pipe_inward = 0;
   sort_abort_check();
   return 0;
 }
@@ -112,7 +122,7 @@ std::int32_t fsort_retrieve(std::uint64_t* length, const std::uint8_t** record) 
     *record = e.kept_record;
     return 0;
   }
-  pipe_retrieve(e.pipe_ptr, length, record);
+  pipe_take(e.pipe_ptr, can_take, length, record);
   sort_abort_check();
   return 0;
 }

@@ -23,7 +23,7 @@ std::int32_t copy_record(void* buffer, std::uint64_t length, const std::uint8_t*
 
 std::int32_t FsortRetrieveVB(fsort_handle handle, void* buffer) {
   EntryFrame frame;
-  if (!instance_enter(handle, frame, EntryKind::marked)) return 0;
+  if (!instance_enter(handle, frame, EntryKind::pipe)) return 0;
   std::uint64_t length = 0;
   const std::uint8_t* record = nullptr;
   pipe_retrieve(&entry_st().pipe, &length, &record);

@@ -21,10 +21,11 @@
 //
 // Plan. The table does not change while records are read, so what it needs is worked out once. The common
 // table (character keys at fixed columns of an unsplit record) has the same words in every record that is
-// long enough: the header is then a copy. One delimiter without blanks is found by memchr. Everything else
-// takes the general path, literally.
+// long enough: the header is then a copy. One delimiter without blanks is found eight bytes at a time.
+// Everything else takes the general path, literally.
 #include "keys/rec_fill.h"
 
+#include <bit>
 #include <cstring>
 
 #include "keys/keys_access.h"
@@ -51,19 +52,44 @@ struct Number {
   std::uint8_t sign_byte;
 };
 
+// The top bit of every byte of `word` that equals the byte `pattern` consists of; exact, no false hits.
+std::uint64_t equal_bytes(std::uint64_t word, std::uint64_t pattern) {
+  constexpr std::uint64_t kLowBits = 0x7F7F7F7F7F7F7F7F;
+  const std::uint64_t difference = word ^ pattern;
+  return ~(((difference & kLowBits) + kLowBits) | difference | kLowBits);
+}
+
+// Fields between single delimiters, eight bytes at a time: a call of memchr a field costs more than a field.
 std::uint32_t locate_by_search(const Building& b, std::uint32_t wanted, std::uint8_t delimiter) {
+  constexpr std::uint64_t kEveryByte = 0x0101010101010101;
+  constexpr std::uint32_t kWordBytes = sizeof(std::uint64_t);
+  const std::uint8_t* record = b.record;
+  std::uint16_t* const starts = b.field_start;
+  std::uint16_t* const ends = b.field_end;
+  const std::uint64_t pattern = delimiter * kEveryByte;
   std::uint32_t found = 0;
-  std::uint32_t at = b.begin;
-  while (found < wanted && at < b.end) {
-    const void* hit = std::memchr(b.record + at, delimiter, b.end - at);
-    b.field_start[found] = static_cast<std::uint16_t>(at);
-    at =
-        hit != nullptr ? static_cast<std::uint32_t>(static_cast<const std::uint8_t*>(hit) - b.record) : b.end;
-    b.field_end[found] = static_cast<std::uint16_t>(at);
-    ++found;
-    ++at;
+  std::uint32_t start = b.begin;
+  for (std::uint32_t at = b.begin; at < b.end; at += kWordBytes) {
+    std::uint64_t hits = 0;
+    if (b.end - at >= kWordBytes) {
+      hits = equal_bytes(load_le<std::uint64_t>(record + at), pattern);
+    } else {
+      std::uint64_t rest = ~pattern;  // no byte of it is the delimiter
+      std::memcpy(&rest, record + at, b.end - at);
+      hits = equal_bytes(rest, pattern);
+    }
+    for (; hits != 0; hits &= hits - 1) {
+      const std::uint32_t hit = at + static_cast<std::uint32_t>(std::countr_zero(hits)) / 8;
+      starts[found] = static_cast<std::uint16_t>(start);
+      ends[found] = static_cast<std::uint16_t>(hit);
+      start = hit + 1;
+      if (++found == wanted) return found;
+    }
   }
-  return found;
+  if (start >= b.end) return found;
+  starts[found] = static_cast<std::uint16_t>(start);
+  ends[found] = static_cast<std::uint16_t>(b.end);
+  return found + 1;
 }
 
 std::uint32_t locate_by_class(const Building& b, std::uint32_t wanted, const std::uint8_t* byte_class) {

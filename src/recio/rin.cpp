@@ -89,13 +89,14 @@ void store_names(RinState& st, const NameList& list) {
   }
 }
 
-void rin_open(std::uint16_t index) {
+// Makes the file of this index the current input; result: its stream, never null.
+Stream* rin_open(std::uint16_t index) {
   RinState& st = rin_st();
   const char* name = st.file_names[index];
-  st.input = name[0] == '-' ? std_input() : fstdio_fopen(name, "r");
-  if (st.input == nullptr) {
-    osdll_error("File open failed on %s:\n%s", name, ntstrerror(last_os_error()));
-  }
+  Stream* const s = name[0] == '-' ? std_input() : fstdio_fopen(name, "r");
+  if (s == nullptr) osdll_error("File open failed on %s:\n%s", name, ntstrerror(last_os_error()));
+  st.input = s;
+  return s;
 }
 
 // Closes what may be closed; false when that failed.
@@ -144,9 +145,9 @@ std::uint64_t count_files(RinState& st, std::uint16_t count, bool& all_consoles)
   std::uint64_t sum = 0;
   all_consoles = true;
   for (std::uint16_t index = count; index-- > 0;) {
-    rin_open(index);
+    const Stream* const s = rin_open(index);
     bool console = false;
-    const std::uint64_t bytes = estimate(st.input, console);
+    const std::uint64_t bytes = estimate(s, console);
     sum = bytes > kNoLength - sum ? kNoLength : sum + bytes;
     all_consoles = all_consoles && console;
     if (index == count - 1) {

@@ -31,6 +31,7 @@ struct Form {
   bool followed;  // a further key on the last column
   int decimals;   // digits after the point that count
   std::vector<Value> values;
+  bool delimited = false;  // group, value and last letter are fields
 };
 
 // Every spelling of a number; none has a zero at the end of its fraction, which would make it another key.
@@ -99,7 +100,8 @@ std::vector<Line> lines_of(const Form& form, bool small_groups) {
     line.last = static_cast<char>('p' + i * 7 % 11);
     std::string field = form.values[i].text;
     field.resize(kWidth, ' ');
-    line.text = line.group + field + line.last + "\n";
+    const std::string gap = form.delimited ? "!" : "";
+    line.text = line.group + gap + field + gap + line.last + "\n";
     lines.push_back(line);
   }
   return lines;
@@ -124,10 +126,11 @@ std::vector<std::array<double, 3>> sorted_keys(const Form& form, bool behind_a_k
   if (!behind_a_key && small_groups) lines.resize(kListGroup);
   SortRequest request;
   request.arguments = {"-q"};
+  if (form.delimited) request.arguments.push_back("-t '!'");
   if (form.global_invert) request.arguments.push_back("-i");
-  if (behind_a_key) request.arguments.push_back("-k -c 0-0");
+  if (behind_a_key) request.arguments.push_back(form.delimited ? "-k -f 0" : "-k -c 0-0");
   request.arguments.push_back(form.key);
-  if (form.followed) request.arguments.push_back("-k -c 13-13");
+  if (form.followed) request.arguments.push_back(form.delimited ? "-k -f 2" : "-k -c 13-13");
   for (const Line& line : lines) request.records.push_back(line.text);
   const SortRun run = run_fsort(request);
   EXPECT_EQ(run.status, 0) << testing::PrintToString(run.texts);
@@ -156,7 +159,8 @@ void expect_by_value(const Form& form) {
 
 // Local invert, global invert, and both, which cancel each other; alone and followed by a further key.
 void expect_by_value_in_every_direction(const std::string& key, const std::string& columns, int decimals,
-                                        const std::vector<Value>& values, bool may_be_followed) {
+                                        const std::vector<Value>& values, bool may_be_followed,
+                                        bool delimited = false) {
   for (const bool followed : {false, true}) {
     if (followed && !may_be_followed) continue;
     for (const bool local : {false, true}) {
@@ -168,6 +172,7 @@ void expect_by_value_in_every_direction(const std::string& key, const std::strin
         form.followed = followed;
         form.decimals = decimals;
         form.values = values;
+        form.delimited = delimited;
         expect_by_value(form);
       }
     }
@@ -191,8 +196,13 @@ TEST(NumbersSortNumerically, WithoutDecimalsAsLastKey) {
 }
 // A negative number below one has no digits left to tell it from others, but it is still below zero.
 TEST(NumbersSortNumerically, WithoutDecimalsFractionsLieBesideZero) {
-  Form form{
-      "-n -d 0 -c 1-12", false, false, false, 3, {{"-.5", -1}, {"0", 0}, {"-1", -2}, {".5", 0}, {"1", 1}}};
+  Form form{"-n -d 0 -c 1-12",
+            false,
+            false,
+            false,
+            3,
+            {{"-.5", -1}, {"0", 0}, {"-1", -2}, {".5", 0}, {"1", 1}},
+            false};
   const auto keys = sorted_keys(form, true, true);
   EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end())) << testing::PrintToString(keys);
 }
@@ -201,6 +211,9 @@ TEST(NumbersSortNumerically, OverTheOpenColumnRange) {
 }
 TEST(NumbersSortNumerically, OverColumnsWiderThanASignedByte) {
   expect_by_value_in_every_direction("-n", " -c 1-200", 3, spelled_numbers(), true);
+}
+TEST(NumbersSortNumerically, InADelimitedField) {
+  expect_by_value_in_every_direction("-n", " -f 1", 3, spelled_numbers(), true, true);
 }
 TEST(NumbersSortNumerically, WithAnOwnDigitSequence) {
   expect_by_value_in_every_direction("-n '0'-'9'", " -c 1-12", 3, spelled_numbers(), true);

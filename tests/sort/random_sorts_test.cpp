@@ -86,16 +86,22 @@ Plan make_plan(std::uint64_t seed, const Regime& regime, std::size_t count) {
   plan.request.input = type == RecordType::free || random.chance(30) ? Route::callback : Route::file;
   plan.request.output = type == RecordType::free || random.chance(40) ? Route::callback : Route::file;
   std::vector<std::string>& arguments = plan.request.arguments;
+  plan.request.by_arguments = plan.request.input == Route::file && random.chance(10);
   plan.request.plain_levels = !regime.tight && random.chance(15);
   add_resources(&random, count, regime.tight, &arguments);
-  if (plan.request.input == Route::file) {
-    add_buffers(&random, &arguments);
-    arguments.insert(arguments.end(), plan.set.options.begin(), plan.set.options.end());
-  }
+  if (plan.request.input == Route::file) add_buffers(&random, &arguments);
   const std::vector<std::string> keys = render(plan.spec, &random);
   arguments.insert(arguments.end(), keys.begin(), keys.end());
-  if (type == RecordType::free && needs_argument_vector(plan.request))
-    plan.request.arguments = {"-q"}, plan.spec = {};
+  if (needs_argument_vector(plan.request)) plan.request.input = Route::file;
+  if (type == RecordType::free && plan.request.input == Route::file) {
+    // Such records go through no file, so the command must be short.
+    plan.request.input = Route::callback;
+    plan.request.arguments = {"-q"};
+    plan.spec = {};
+  }
+  if (plan.request.input == Route::file) {
+    arguments.insert(arguments.begin(), plan.set.options.begin(), plan.set.options.end());
+  }
   return plan;
 }
 

@@ -90,7 +90,7 @@ const std::string& test_folder() {
 }
 
 bool needs_argument_vector(const SortRequest& request) {
-  return join(with_files(request, false)).size() > FSORT_MAX_COMMAND;
+  return request.by_arguments || join(with_files(request, false)).size() > FSORT_MAX_COMMAND;
 }
 
 SortRun run_fsort(const SortRequest& request) {

@@ -17,6 +17,7 @@ struct SortRequest {
   std::vector<std::string> records;
   Route input = Route::callback;
   Route output = Route::callback;
+  bool by_arguments = false;  // hand an argument vector over, which means files on both sides
   bool plain_levels = false;  // the engine's shortcuts are off: every level is laid out in full
 };
 
@@ -31,7 +32,8 @@ struct SortRun {
 
 [[nodiscard]] SortRun run_fsort(const SortRequest& request);
 
-// True when the command is too long for one string, so that run_fsort uses an argument vector and files.
+// True when run_fsort uses an argument vector and files: asked for, or the command is too long for one
+// string.
 [[nodiscard]] bool needs_argument_vector(const SortRequest& request);
 
 // The folder of this process for input and output files.

@@ -267,11 +267,18 @@ class RandomKeys : public RecFill {
     return choices[pick(N)];
   }
 
-  std::string columns(bool open_start) {
-    static const char* const kClosed[] = {"-c 0-3",   "-c 1", "-c 0",   "-c 2-", "-c 3-0",   "-c 5-2",
-                                          "-c 0-1 4", "-c -", "-c 1-6", "",      "-c 7-7 0-"};
-    static const char* const kOpen[] = {"-c -0", "-c -1"};
-    return open_start && pick(4) == 0 ? one_of(kOpen) : one_of(kClosed);
+  // Columns of a key; the last choice begins at the field's end, those of kBackward are for groups only.
+  std::string columns(bool nested) {
+    static const char* const kAny[] = {"-c 0-3",   "-c 1",   "-c 0",      "-c 2-", "-c 3-0", "-c 5-2",
+                                       "-c 0-1 4", "-c 1-6", "-c 7-7 0-", "",      "-c 4-4", "-c -"};
+    static const char* const kBackward[] = {"-c -0", "-c -1"};
+    return nested && pick(4) == 0 ? one_of(kBackward) : one_of(kAny);
+  }
+  // Regions of a group have a place of their own: KeyNested tests those that hang on the field's end.
+  std::string region() {
+    static const char* const kClosed[] = {"-c 0-3",   "-c 1",   "-c 2-", "-c 5-2",
+                                          "-c 0-1 4", "-c 1-6", "",      "-c 0-9"};
+    return one_of(kClosed);
   }
   std::string options(bool numeric) {
     static const char* const kPlain[] = {"", "", "", "-i", "-b 32", "-b 32 '-'", "-i -b 9"};
@@ -290,7 +297,7 @@ class RandomKeys : public RecFill {
       return (pick(6) == 0 ? "-n 'a'-'j' " : "-n ") + options(true) + " " + fields + " " + columns(nested);
     }
     if (kind == 7) return "-s '-' '+' " + fields + " " + columns(nested) + " " + key(nested, depth);
-    return "( " + key(true, depth - 1) + " " + key(true, depth - 1) + " ) " + fields + " " + columns(nested);
+    return "( " + key(true, depth - 1) + " " + key(true, depth - 1) + " ) " + fields + " " + region();
   }
   std::string command() {
     static const char* const kModes[] = {"", "-mfr", "-mcf", "-mcr", "-mfr -mcf", "-mfr -mcr", "-mcf -mcr"};
@@ -304,7 +311,7 @@ class RandomKeys : public RecFill {
   }
   std::string data() {
     static const char kBytes[] = "0123456789.,-+ \tabcxyzAZ;\n";
-    std::string text(pick(24) + 1, ' ');
+    std::string text(pick(48) + 1, ' ');
     for (char& c : text) {
       c = pick(40) == 0 ? static_cast<char>(pick(256)) : kBytes[pick(sizeof kBytes - 1)];
     }
