@@ -71,6 +71,7 @@ struct SortState {
   std::uint8_t hint_rings_taken;  // a pass is using them
   ArrayEntry* entries;            // scratch of the array sort; null until first used
   std::uint64_t entry_capacity;   // entries in each half of it
+  std::uint32_t levels_moved;     // compactions that moved the level being worked on; only tests look at it
 };
 
 }  // namespace fsort

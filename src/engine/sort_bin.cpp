@@ -125,8 +125,10 @@ void compact_levels() {
   SortState& s = sort_st();
   if (d.compress == 0) return;
   Environment* const before = s.newest;
+  const Environment* const current = s.current;
   Environment* const after = environment_compress(d.data_stack, before, &s.current);
   if (after == nullptr) return;
+  if (s.current != current) ++s.levels_moved;
   d.compress = 0;
   if (d.environment == before) d.environment = after;
   if (after->parent != nullptr) {
