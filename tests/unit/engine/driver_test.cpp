@@ -8,6 +8,7 @@
 #include "engine/report.h"
 #include "engine_fixture.h"
 #include "platform/os.h"
+#include "support/temp_folder.h"
 
 namespace fsort::test {
 namespace {
@@ -212,15 +213,16 @@ TEST_F(Driver, EightWindupsAreRegisteredSoASecondSortOnTheInstanceFails) {
   EXPECT_EQ(displayed(), (Texts{"Couldn't register fsort_windup\n", kInitTitle}));
 }
 
-TEST_F(Driver, ASortThatNeedsMoreThanItsMemoryEndsWithAClearError) {
+TEST_F(Driver, ASortThatNeedsMoreThanItsMemoryUsesWorkFilesAndLeavesNone) {
+  const TempFolder folder;
   Texts records;
   for (int i = 0; i < 6000; ++i)
     records.push_back("record number " + std::to_string(i) + std::string(200, 'x') + "\n");
-  RecordsInOut::in = records;
-  ASSERT_EQ(init({"-m", "512"}), 0);
-  EXPECT_EQ(fsort_call(), 1);
-  EXPECT_EQ(displayed(), (Texts{"Unable to allocate memory for data\n", kCallTitle}));
-  EXPECT_TRUE(RecordsInOut::out.empty());
+  const Texts out = sort({"-m", "512", "-w", folder.path("")}, records);
+  EXPECT_GT(instance().sublist.file_counter, 0u);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path("")));
+  std::sort(records.begin(), records.end());
+  EXPECT_EQ(out, records);
 }
 
 TEST_F(Driver, WithoutMemoryOptionASortTakesMoreThanItsEstimateWhenTheMachineHasIt) {
