@@ -187,8 +187,8 @@ FSORT_API int32_t FsortWrite(fsort_handle handle, uint64_t length, const void* r
  */
 
 /* The pipe is a mailbox for one record. It connects a sort with another thread: one thread is inside
- * FsortStart, the other sends or retrieves. With both input and output on the pipe, send everything first and
- * retrieve only after the sending of the end.
+ * FsortStart, the other sends or retrieves. With both input and output on the pipe, retrieve only when a
+ * second FsortSend has returned: before the sort has taken a record, nothing tells the two directions apart.
  *
  * Puts a record into the pipe, waiting while the previous one is still in it; length 0 ends the input. May be
  * called before FsortStart has begun. The bytes must stay valid until the NEXT FsortSend on the handle has
