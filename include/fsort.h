@@ -88,7 +88,7 @@ extern "C" {
 /* One sort instance. Owned by the caller from FsortCreate to FsortDestroy. */
 typedef struct fsort_instance* fsort_handle;
 
-/* --- callbacks ---------------------------------------------------------------------------------------- */
+/* --- callbacks --- */
 
 /* Takes one piece of text: a message or statistics line with its line break. Valid during the call. */
 typedef void (*fsort_display_fn)(const char* text);
@@ -117,7 +117,7 @@ typedef int32_t (*fsort_write_fn)(uint64_t length, const void* record);
 #define FSORT_PIPE_OUTPUT ((fsort_write_fn)(intptr_t)-1)
 #endif
 
-/* --- one sort ------------------------------------------------------------------------------------------ */
+/* --- one sort --- */
 
 /* Creates an instance. Both callbacks may be null: without `display`, texts are collected in the instance;
  * without `yield`, nothing is called between records.
@@ -168,8 +168,7 @@ FSORT_API void FsortDestroy(fsort_handle handle);
  *  - When no sort runs on the handle it returns and has no effect. */
 FSORT_API void FsortExit(fsort_handle handle, int32_t code);
 
-/* --- the files of the command line, from inside callbacks ------------------------------------------------
- */
+/* --- the files of the command line, from inside callbacks --- */
 
 /* Reads the next record of the input file that the command line names, for read functions that filter or
  * change records on their way. The bytes are valid until the next FsortRead.
@@ -183,12 +182,11 @@ FSORT_API int32_t FsortRead(fsort_handle handle, uint64_t* length, const void** 
  * output file. */
 FSORT_API int32_t FsortWrite(fsort_handle handle, uint64_t length, const void* record);
 
-/* --- the record pipe -------------------------------------------------------------------------------------
- */
+/* --- the record pipe --- */
 
 /* The pipe is a mailbox for one record. It connects a sort with another thread: one thread is inside
- * FsortStart, the other sends or retrieves. With both input and output on the pipe, send everything first and
- * retrieve only after the sending of the end.
+ * FsortStart, the other sends or retrieves. With both input and output on the pipe, retrieve only when a
+ * second FsortSend has returned: before the sort has taken a record, nothing tells the two directions apart.
  *
  * Puts a record into the pipe, waiting while the previous one is still in it; length 0 ends the input. May be
  * called before FsortStart has begun. The bytes must stay valid until the NEXT FsortSend on the handle has

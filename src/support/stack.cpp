@@ -138,9 +138,16 @@ std::int64_t stk_init(std::uint32_t size, std::int64_t budget) {
   st.pool = stk_alloc();
   if (st.pool == nullptr) return 0;
   st.spare = carve(st, static_cast<std::uint64_t>(budget < 0 ? 0 : budget) + 1);
-  if (st.spare == nullptr) ErrorReturn(kErrorCode, "Failed to allocate any memory");
+  // Nothing stays behind a raise: the windup that would give it back is not registered yet.
+  if (st.spare == nullptr) {
+    give_back_spares(st);
+    ErrorReturn(kErrorCode, "Failed to allocate any memory");
+  }
   st.allowed = budget;
-  if (ExitRegister(stk_windup) != 0) ErrorReturn(kErrorCode, "Couldn't register stack windup");
+  if (ExitRegister(stk_windup) != 0) {
+    give_back_spares(st);
+    ErrorReturn(kErrorCode, "Couldn't register stack windup");
+  }
   return static_cast<std::int64_t>(segments_to_be_had(st));
 }
 

@@ -51,8 +51,20 @@ struct Regime {
   bool tight = false;  // memory that holds the records, but bins beyond the scratch of the array sort
 };
 
+// Memory that holds the records, their headers and some levels, and little more.
+std::size_t tight_memory_kb(const Plan& plan) {
+  constexpr std::size_t kLevelsKb = 500;
+  constexpr std::size_t kRowBytes = 3, kRecordBytes = 12;
+  const std::size_t rows = static_cast<std::size_t>(Oracle(plan.spec).table_rows());
+  std::size_t bytes = 0;
+  for (const std::string& record : plan.set.records) bytes += record.size() + rows * kRowBytes + kRecordBytes;
+  return bytes / 1024 * 11 / 10 + kLevelsKb;
+}
+
 // Options that change plans, estimates and buffers. The records always fit in the memory given.
-void add_resources(Random* random, std::size_t count, bool tight, std::vector<std::string>* arguments) {
+void add_resources(Random* random, std::size_t count, std::size_t tight_kb,
+                   std::vector<std::string>* arguments) {
+  const bool tight = tight_kb > 0;
   const auto add = [&](const char* option, const std::vector<std::string>& values) {
     arguments->insert(arguments->end(), {option, random->pick(values)});
   };
@@ -61,7 +73,7 @@ void add_resources(Random* random, std::size_t count, bool tight, std::vector<st
   if (roomy && random->chance(25)) add("-fs", {"1", "2", "5", "100", "1000", "20000"});
   if (roomy && random->chance(15)) add("-rs", {"1", "8", "10", "100"});
   if (roomy && !tight) add("-m", {count > 1000 ? "400000" : "20000"});
-  if (tight) add("-m", {count > 10000 ? "16000" : "1000"});
+  if (tight_kb > 0) add("-m", {std::to_string(tight_kb)});
   if (random->chance(60))
     arguments->push_back("-q");
   else if (count <= 1000 && random->chance(20))
@@ -81,14 +93,14 @@ Plan make_plan(std::uint64_t seed, const Regime& regime, std::size_t count) {
   const RecordType type = regime.type;
   const Shape shape = random_shape(&random);
   plan.spec = random_spec(&random, shape);
-  plan.set = random_records(&random, shape, type, count);
+  plan.set = random_records(&random, shape, type, count, regime.tight ? 50 : 4);
   plan.request.records = plan.set.records;
   plan.request.input = type == RecordType::free || random.chance(30) ? Route::callback : Route::file;
   plan.request.output = type == RecordType::free || random.chance(40) ? Route::callback : Route::file;
   std::vector<std::string>& arguments = plan.request.arguments;
   plan.request.by_arguments = plan.request.input == Route::file && random.chance(10);
   plan.request.plain_levels = !regime.tight && random.chance(15);
-  add_resources(&random, count, regime.tight, &arguments);
+  add_resources(&random, count, regime.tight ? tight_memory_kb(plan) : 0, &arguments);
   if (plan.request.input == Route::file) add_buffers(&random, &arguments);
   const std::vector<std::string> keys = render(plan.spec, &random);
   arguments.insert(arguments.end(), keys.begin(), keys.end());

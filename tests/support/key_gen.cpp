@@ -28,6 +28,14 @@ const std::vector<std::vector<SequencePart>>& character_sequences() {
       {bytes('a', 'j'), bytes('0', '9')},
       {bytes('b', 'b'), bytes('a', 'c')},
       {bytes(48, 122)},
+      {bytes(70, 100)},  // as many classes as the list sort's thresholds turn at, and one more
+      {bytes(70, 101)},
+      {bytes(40, 112)},
+      {bytes(40, 113)},
+      {bytes(32, 122)},
+      {bytes(32, 123)},
+      {bytes(0, 128)},
+      {bytes(0, 129)},
       {bytes(10, 100)}};
   return kAll;
 }
@@ -117,7 +125,8 @@ class Generator {
       const int fields = r_->chance(20) ? 2 : 1;
       for (int i = 0; i < fields; ++i) list.fields.push_back(field());
     }
-    const bool needed = columns_needed || (kind == KeyKind::sign && r_->chance(85)) || r_->chance(55);
+    const bool needed =
+        columns_needed || shape_.crowded || (kind == KeyKind::sign && r_->chance(85)) || r_->chance(55);
     const int columns = needed ? r_->between(1, r_->chance(20) ? 3 : 1) : 0;
     for (int i = 0; i < columns; ++i) list.columns.push_back(column(kind, place));
     return list;
@@ -138,6 +147,7 @@ class Generator {
       return {kOpen, r_->below(place.length)};
     }
     if (kind == KeyKind::sign && r_->chance(80)) return {first, first};
+    if (shape_.crowded && r_->chance(85)) return {first, first};
     if (r_->chance(25)) return {first, kOpen};
     int last = r_->below(most);
     if (last < first && (kind == KeyKind::numeric || r_->chance(60))) return {last, first};
@@ -278,6 +288,8 @@ Shape random_shape(Random* random) {
   shape.delimiter = random->pick<char>({'\t', '\t', ',', ';', '.', ' '});
   shape.columns = shape.fields > 0 ? random->between(2, 5) : random->between(2, 10);
   shape.forgiving = random->chance(93);
+  shape.crowded = shape.fields == 0 && random->chance(40);
+  if (shape.crowded) shape.columns = 5;
   return shape;
 }
 
@@ -304,7 +316,7 @@ SortSpec random_spec(Random* random, const Shape& shape) {
     }
     if (random->chance(4)) continue;  // no key at all: the whole record
     Generator generator(random, shape);
-    spec.keys = generator.keys(Place{}, 4, 2);
+    spec.keys = generator.keys(Place{}, shape.crowded ? 6 : 4, 2);
     keep_fields_counted(&spec.keys, highest_field_end(spec.keys));
   } while (Oracle(spec).table_rows() > kMostTableRows);
   return spec;

@@ -38,6 +38,7 @@ struct Shape {
   char delimiter = '\t';  // between fields
   int columns = 8;        // columns that keys name
   bool forgiving = true;  // modes are given so that short fields are no fault
+  bool crowded = false;   // short records of two letters under keys of one byte: plans span keys, ties abound
 };
 
 [[nodiscard]] Shape random_shape(Random* random);

@@ -39,6 +39,11 @@ std::string token(Random* random, bool any_bytes) {
 }
 
 std::string body(Random* random, const Shape& shape, bool any_bytes) {
+  if (shape.crowded && random->chance(95)) {
+    std::string text;
+    for (int i = 0; i < shape.columns; ++i) text.push_back(random->chance(80) ? 'a' : 'b');
+    return random->chance(30) ? text + random_number(random) : text;
+  }
   if (shape.fields == 0) {
     std::string text;
     for (int i = random->between(0, 3); i >= 0; --i) {
@@ -120,14 +125,14 @@ std::string random_number(Random* random) {
   return text;
 }
 
-RecordSet random_records(Random* random, const Shape& shape, RecordType type, std::size_t count) {
+RecordSet random_records(Random* random, const Shape& shape, RecordType type, std::size_t count, int alike) {
   RecordSet set;
   set.type = type;
   choose_layout(&set, random);
   const bool any_bytes = type != RecordType::text || random->chance(30);
   const std::size_t distinct = random->chance(50) ? count : 1 + static_cast<std::size_t>(random->below(40));
   std::string prefix = random->chance(15) ? word(random) + word(random) : "";
-  if (random->chance(4)) prefix.append(static_cast<std::size_t>(random->between(8, 150)), 'a');
+  if (random->chance(alike)) prefix.append(static_cast<std::size_t>(random->between(8, 150)), 'a');
   std::vector<std::string> pool;
   for (std::size_t i = 0; i < std::min(distinct, count); ++i) {
     pool.push_back(finish(prefix + body(random, shape, any_bytes), &set, random));

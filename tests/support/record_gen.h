@@ -22,8 +22,9 @@ struct RecordSet {
 };
 
 [[nodiscard]] std::string random_number(Random* random);
-[[nodiscard]] RecordSet random_records(Random* random, const Shape& shape, RecordType type,
-                                       std::size_t count);
+// `alike`: percent of the sets whose records share a long prefix.
+[[nodiscard]] RecordSet random_records(Random* random, const Shape& shape, RecordType type, std::size_t count,
+                                       int alike);
 
 // A file's bytes as the records in it.
 [[nodiscard]] std::vector<std::string> split_records(const std::string& bytes, const RecordSet& set);
