@@ -117,6 +117,7 @@ SortRun run_fsort(const SortRequest& request) {
   } else {
     for (const std::string& record : run.records) run.bytes += record;
   }
+  run.work_files = reinterpret_cast<fsort::Instance*>(handle)->sublist.file_counter;
   FsortDestroy(handle);
   traffic = {};
   return run;

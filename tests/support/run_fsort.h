@@ -28,6 +28,7 @@ struct SortRun {
   std::string bytes;                 // all of the output
   bool by_arguments = false;         // the argument vector was used
   bool input_was_file = false;
+  std::uint32_t work_files = 0;  // that the sort made
 };
 
 [[nodiscard]] SortRun run_fsort(const SortRequest& request);
