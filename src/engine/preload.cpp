@@ -8,7 +8,20 @@ namespace fsort {
 
 namespace {
 
-[[nodiscard]] std::uint64_t bin_kb(const Sublist& bin) { return (total_size(&bin) + bin.mem_bytes) / 1024; }
+// Bytes that a bin and the levels below it have on work files. Unlike total_size this counts the runs of a
+// bin that was given a child later, when part of its records had been written already: they are read back
+// too, and left out they would make any number of bins seem to fit in memory together.
+[[nodiscard]] std::uint64_t bytes_on_files(const Sublist& bin) {
+  std::uint64_t sum = bin.file_bytes;
+  if (bin.child == nullptr) return sum;
+  const SublistArray& array = bin.child->array;
+  for (std::uint32_t i = array.count; i-- > 0;) sum += bytes_on_files(array.bins()[i]);
+  return sum;
+}
+
+[[nodiscard]] std::uint64_t bin_kb(const Sublist& bin) {
+  return (bytes_on_files(bin) + bin.mem_bytes) / 1024;
+}
 
 }  // namespace
 
@@ -18,7 +31,7 @@ std::uint16_t preload(SublistArray* array, std::uint64_t memory) {
   Sublist* bins = array->bins();
   const std::uint32_t last = array->count - 1u;
   sublist_clear_preload_done();
-  if (total_size(&bins[last]) == 0) return static_cast<std::uint16_t>(last);
+  if (bytes_on_files(bins[last]) == 0) return static_cast<std::uint16_t>(last);
   const std::uint64_t kept_back = 2 * memory / d.segment_kb;
   if (memory > kept_back) memory -= kept_back;
   std::uint64_t sum = bin_kb(bins[last]);
