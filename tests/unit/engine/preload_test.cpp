@@ -45,8 +45,8 @@ TEST_F(Preload, ReachesTheLowestBinWhenAllFit) {
   EXPECT_EQ(preload(array, 1000), 0);
 }
 
-TEST_F(Preload, CountsWhatIsInMemoryAndWhatLiesBelowAChild) {
-  SublistArray* array = bins_of({10, 10, 400, 10});
+TEST_F(Preload, CountsWhatIsInMemoryOnFileAndBelowAChild) {
+  SublistArray* array = bins_of({10, 10, 100, 10});
   array->bins()[1].mem_bytes = 500 * 1024;
   Plan p{};
   plan(&p, 0, 1, 1000, 0, true);
@@ -54,8 +54,9 @@ TEST_F(Preload, CountsWhatIsInMemoryAndWhatLiesBelowAChild) {
   ASSERT_NE(child, nullptr);
   child->array.bins()[5].file_bytes = 300 * 1024;
   array->bins()[2].child = child;
-  EXPECT_EQ(preload(array, 700), 2) << "10 + 300; the next one has 510 more";
-  EXPECT_EQ(preload(array, 1000), 0) << "10 + 300 + 510 + 10";
+  EXPECT_EQ(preload(array, 700), 2) << "10 + 100 + 300; the next one has 510 more";
+  EXPECT_EQ(preload(array, 1000), 2) << "1011 are more than 979: runs from before the child came count too";
+  EXPECT_EQ(preload(array, 1200), 0) << "10 + 400 + 510 + 10";
   array->bins()[2].child = nullptr;
 }
 

@@ -7,10 +7,16 @@
 namespace fsort::test {
 namespace {
 
-std::uint32_t most_frames = 0;  // of the data stack whenever a record was written
+std::uint32_t most_frames = 0;        // of the data stack whenever a record was written
+std::string watched_folder;           // the work directory
+std::size_t files_at_last_write = 0;  // in it when the last record was written
 
 std::int32_t watching_write(std::uint64_t length, const std::uint8_t* record) {
   most_frames = std::max(most_frames, stk_frames(current_instance->driver.data_stack));
+  if (RecordsInOut::out.size() + 1 == RecordsInOut::in.size()) {
+    const std::filesystem::directory_iterator all(watched_folder);
+    files_at_last_write = static_cast<std::size_t>(std::distance(begin(all), end(all)));
+  }
   return RecordsInOut::write(length, record);
 }
 
@@ -18,6 +24,8 @@ class SpillingLevels : public EngineFixture {
  protected:
   Texts sort_watched(const Texts& options, const Texts& records, bool plain_levels = false) {
     most_frames = 0;
+    watched_folder = folder_.path("");
+    files_at_last_write = SIZE_MAX;
     RecordsInOut::in = records;
     instance().driver.plain_levels = plain_levels ? 1 : 0;
     Texts all = {"-w", folder_.path(""), "-wb", "2", "-rb", "2"};
@@ -70,6 +78,7 @@ TEST_F(SpillingLevels, MoreThanNineHundredNinetyNineWorkFilesInOneSort) {
   const Texts lines = digit_lines(200000, 2, 19, 400009);
   EXPECT_EQ(sort_watched({"-l", "7", "-m", "1"}, lines), sorted(lines));
   EXPECT_GT(instance().sublist.file_counter, 999u);
+  EXPECT_LE(files_at_last_write, 20u) << "a level that is done has deleted its file";
 }
 
 TEST_F(SpillingLevels, MoreThan255FramesOfRecordMemory) {
