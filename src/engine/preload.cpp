@@ -35,14 +35,19 @@ std::uint16_t preload(SublistArray* array, std::uint64_t memory) {
   const std::uint64_t kept_back = 2 * memory / d.segment_kb;
   if (memory > kept_back) memory -= kept_back;
   std::uint64_t sum = bin_kb(bins[last]);
+  std::uint64_t to_read = bytes_on_files(bins[last]);
   std::uint32_t boundary = last;
   while (boundary > 0 && sum + bin_kb(bins[boundary - 1]) + d.segment_kb <= memory) {
     --boundary;
     sum += bin_kb(bins[boundary]);
+    to_read += bytes_on_files(bins[boundary]);
   }
   for (std::uint32_t i = 0; i <= last; ++i) bins[last - i].order = static_cast<std::uint16_t>(i);
   s.memory_reserve = (sum + d.segment_kb) * 1024;
-  free_memory(s.memory_reserve);
+  // What the bins hold in memory already needs no room: asking for it would write out the very records that
+  // are to be processed next. Only when the rest does not fit room is made for all of it, for relief moves
+  // them too.
+  if (to_read + d.segment_kb * std::uint64_t{1024} > stk_max(d.data_stack)) free_memory(s.memory_reserve);
   const std::uint64_t used =
       (std::uint64_t{stk_segments(d.data_stack)} + stk_segments(d.sublist_stack)) * d.segment_kb;
   s.free_data_kb = d.data_memory_kb > used ? d.data_memory_kb - used : 0;
