@@ -401,7 +401,7 @@ def report(soak):
     lines = ["# Soak", "", "Written by `scripts/soak`; what is run is said at the top of `bench/soak.py`, how it is "
              "measured at the top of `bench/soak_measure.py`.", "",
              f"- Machine: {machine()}",
-             f"- Revision: {first_line(['git', '-C', str(ROOT), 'describe', '--always', '--dirty'])}, preset `release`",
+             f"- Revision: {first_line(['git', '-C', str(ROOT), 'describe', '--always', '--dirty'])}",
              f"- Scale: {', '.join(str(s) for s in scales)}; run from {whens[0]} to {whens[-1]} UTC, "
              f"load average after a row {loads[0]} to {loads[-1]}"]
     lines += [f"- Note: {text}" for text in soak.args.note]
