@@ -105,6 +105,32 @@ TEST_F(Preload, MakesRoomForWhatWillBeRead) {
   EXPECT_EQ(array.bins()[0].file_count, 1u);
 }
 
+TEST_F(Preload, MakesNoRoomForWhatIsInMemoryAlready) {
+  start({"-m", "300"});
+  const std::uint64_t segment = instance().driver.segment_kb * std::uint64_t{1024};
+  // Records fill the data stack until two segments are left: enough for 10 KB from the file and the segment
+  // to spare, but not for that and the waiting bin's own bytes together.
+  Texts many;
+  while (many.size() * 1000 < stk_max(data()) - 2 * segment) many.push_back("b" + std::string(970, 'x'));
+  feed({"a"});
+  feed(many);
+  SublistArray& array = level()->array;
+  const Sublist a = bin_of("a");
+  const Sublist b = bin_of("b");
+  array.count = 2;
+  array.bins()[0] = b;
+  array.bins()[1] = a;
+  array.order_state = kOrderRearranged;
+  array.bins()[1].file_bytes = 10 * 1024;
+  array.bins()[1].file_count = 1;
+  driver().data_left = 0;
+  ASSERT_GT(stk_max(data()), 10 * 1024 + segment);
+  EXPECT_EQ(preload(&array, 100000), 0);
+  ASSERT_GT(sort_state().memory_reserve, stk_max(data()));
+  EXPECT_EQ(array.bins()[0].mem_count, many.size()) << "the waiting bin stays in memory";
+  EXPECT_EQ(array.bins()[0].file_count, 0u);
+}
+
 TEST_F(Preload, MemoryOfAtMostWhatIsKeptBackIsUsedWhole) {
   // Segments of 1 KB would be kept back twice over: then nothing is kept back.
   SublistArray* array = bins_of({10, 10, 10});
