@@ -17,22 +17,10 @@
 #include "support/record_gen.h"
 #include "support/reference_engine.h"
 #include "support/run_fsort.h"
+#include "support/sanitized.h"
 
 namespace fsort_test {
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
-constexpr std::uint64_t kSanitizedShare = 10;  // a sanitized build runs one sort of this many
 
 std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
   const char* text = std::getenv(name);

@@ -17,25 +17,13 @@
 #include "support/key_gen.h"
 #include "support/record_gen.h"
 #include "support/run_fsort.h"
+#include "support/sanitized.h"
 
 namespace fsort_test {
 namespace {
 
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
-constexpr std::uint64_t kSanitizedShare = 10;
 
 // The work directory of these sorts; empty between any two of them.
 const std::string& work_folder() {

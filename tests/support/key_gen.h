@@ -44,7 +44,7 @@ struct Shape {
 [[nodiscard]] Shape random_shape(Random* random);
 [[nodiscard]] SortSpec random_spec(Random* random, const Shape& shape);
 
-// The spec as arguments: global options first, then the keys. `random` varies the spelling of numbers.
+// A sort as arguments: global options first, then the keys. `random` varies the spelling of numbers.
 [[nodiscard]] std::vector<std::string> render(const SortSpec& spec, Random* random);
 [[nodiscard]] std::string join(const std::vector<std::string>& arguments);
 
