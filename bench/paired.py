@@ -15,12 +15,13 @@ import argparse
 import hashlib
 import os
 import pathlib
-import platform
 import shlex
 import statistics
 import subprocess
 import sys
 import time
+
+from machine import first_line, machine
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -49,21 +50,6 @@ def digest(path):
         while chunk := file.read(1 << 22):
             result.update(chunk)
     return result.hexdigest()
-
-
-def first_line(command):
-    return subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()[0]
-
-
-def machine():
-    model = "unknown processor"
-    for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
-        if line.startswith("model name"):
-            model = line.split(":", 1)[1].strip()
-            break
-    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
-    return (f"{model}, {os.cpu_count()} cores, {memory:.1f} GiB memory, {platform.system()} {platform.release()}; "
-            f"{first_line(['g++', '--version'])}; {first_line(['sort', '--version'])}")
 
 
 def mib(value):

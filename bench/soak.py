@@ -19,7 +19,6 @@ import argparse
 import json
 import os
 import pathlib
-import platform
 import shlex
 import shutil
 import statistics
@@ -29,6 +28,7 @@ import time
 from dataclasses import dataclass, field
 
 import soak_measure
+from machine import first_line, machine
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MEBI = 1 << 20
@@ -313,21 +313,6 @@ class Soak:
 
 
 # --- the report --------------------------------------------------------------------------------------------------
-
-
-def first_line(command):
-    return subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()[0]
-
-
-def machine():
-    model = "unknown processor"
-    for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
-        if line.startswith("model name"):
-            model = line.split(":", 1)[1].strip()
-            break
-    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
-    return (f"{model}, {os.cpu_count()} cores, {memory:.1f} GiB memory, {platform.system()} {platform.release()}; "
-            f"{first_line(['g++', '--version'])}; {first_line(['sort', '--version'])}")
 
 
 def mib(value):
