@@ -180,25 +180,25 @@ TEST_F(SpillingEnds, AWriteFunctionThatFailsLeavesNothing) {
   expect_next_sort_works();
 }
 
-TEST_F(SpillingEnds, AnAbortInTheReadFunctionLeavesNothingOnceTheHandleIsDestroyed) {
+TEST_F(SpillingEnds, AnAbortInTheReadFunctionLeavesNoWorkFile) {
   FaultOs faults;
   script.exit_read_at = kLines;
   EXPECT_EQ(start(), 7);
   EXPECT_GT(faults.calls(OsCall::kOpen), 0u);
-  destroy();
   EXPECT_TRUE(folder_is_empty());
+  destroy();
   EXPECT_TRUE(faults.clean()) << faults.alive();
   faults.clear();
   expect_next_sort_works();
 }
 
-TEST_F(SpillingEnds, AnAbortInTheWriteFunctionLeavesNothingOnceTheHandleIsDestroyed) {
+TEST_F(SpillingEnds, AnAbortInTheWriteFunctionLeavesNoWorkFile) {
   for (const std::size_t at : kPlaces) {
     FaultOs faults;
     script.exit_write_at = at;
     EXPECT_EQ(start(), 7);
-    destroy();
     EXPECT_TRUE(folder_is_empty());
+    destroy();
     EXPECT_TRUE(faults.clean()) << faults.alive();
   }
   expect_next_sort_works();
