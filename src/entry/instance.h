@@ -8,7 +8,7 @@
 //
 // Process-wide state by design, all constinit: current_instance, the entry lock with its depth and owner, the
 // list of exports in progress (entry_switch.h), file_read and file_write, the error text buffer, fs_errno,
-// the preprocessor's scratch and the parser's blank flags.
+// and the parser's blank flags. An expansion keeps its state in its own frame.
 #pragma once
 
 #include <csetjmp>

@@ -35,7 +35,7 @@ struct Sublist {
   std::uint32_t run_len;     // length of the newest run; after its header is read, of the run it links to
   std::uint16_t key;         // where the bin's records must next be told apart: key index ...
   std::uint16_t position;    // ... and byte position (two's complement for keys walked backwards)
-  std::uint16_t order;       // see OrderState in engine/order.h
+  std::uint16_t order;       // output order of the array, see engine/order.h
   std::uint16_t padding[3];
 };
 static_assert(sizeof(Sublist) == 64);
