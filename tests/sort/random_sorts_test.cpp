@@ -13,19 +13,14 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/campaign.h"
 #include "support/key_gen.h"
 #include "support/record_gen.h"
 #include "support/reference_engine.h"
 #include "support/run_fsort.h"
-#include "support/sanitized.h"
 
 namespace fsort_test {
 namespace {
-
-std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
-  const char* text = std::getenv(name);
-  return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
-}
 
 struct Plan {
   SortSpec spec;

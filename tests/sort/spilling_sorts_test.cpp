@@ -14,10 +14,10 @@
 #include <filesystem>
 #include <set>
 
+#include "support/campaign.h"
 #include "support/key_gen.h"
 #include "support/record_gen.h"
 #include "support/run_fsort.h"
-#include "support/sanitized.h"
 
 namespace fsort_test {
 namespace {
@@ -162,11 +162,6 @@ TEST_P(SpillingSorts, UniqueLeavesOneOfEachClassThatWentThroughWorkFiles) {
 }
 
 // --- random sorts ----------------------------------------------------------------------------------------
-
-std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
-  const char* text = std::getenv(name);
-  return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
-}
 
 struct Plan {
   SortSpec spec;

@@ -1,7 +1,9 @@
-// Whether a sanitizer watches this build. Long random campaigns run a smaller share of their sorts then.
+// What random campaigns share: numbers from the environment (seeds, counts), and whether a sanitizer watches
+// this build, which then runs a smaller share of the sorts.
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 
 namespace fsort_test {
 
@@ -18,5 +20,11 @@ inline constexpr bool kSanitized = false;
 #endif
 
 inline constexpr std::uint64_t kSanitizedShare = 10;  // a sanitized build runs one sort of this many
+
+// A number from the environment, or another when the variable is not set.
+inline std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
+}
 
 }  // namespace fsort_test
