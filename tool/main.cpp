@@ -16,6 +16,7 @@
 #include "entry/start_arguments.h"
 #include "fsort.h"
 #include "help_text.h"
+#include "platform/program.h"
 #include "shell_quotes.h"
 
 namespace {
@@ -54,7 +55,8 @@ int sort(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> arguments(argv, argv + argc);
+  const fsort::ProgramArguments given = fsort::program_begin(argc, argv);
+  std::vector<std::string> arguments(given.values, given.values + given.count);
   if (arguments.empty()) arguments.emplace_back("fsort");
   if (arguments.size() == 2 && arguments[1] == "--help") return print(fsort_tool::kHelpText);
   if (arguments.size() == 2 && arguments[1] == "--version") return print(fsort_tool::kVersionText);

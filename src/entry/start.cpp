@@ -8,8 +8,6 @@
 // lost in a full buffer, and its traps, some of which stay set on purpose and would pile up.
 #include "entry/start.h"
 
-#include <csetjmp>
-
 #include "engine/driver.h"
 #include "entry/entry_access.h"
 #include "entry/entry_switch.h"
@@ -17,6 +15,7 @@
 #include "entry/library.h"
 #include "entry/pipe.h"
 #include "entry/start_arguments.h"
+#include "platform/jump.h"
 #include "support/stkavl.h"
 
 namespace fsort {
@@ -58,7 +57,7 @@ void start_sort() {
 }
 
 void start_and_jump_back() {
-  if (setjmp(entry_st().start_jmp) == 0) {
+  if (FSORT_SETJMP(entry_st().start_jmp) == 0) {
     start_sort();
     std::longjmp(entry_st().start_jmp, entry_st().start_status);
   }

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/jump.h"
 #include "support/osdll.h"
 #include "support/support_access.h"
 
@@ -110,7 +111,7 @@ std::int32_t _ErrorTrap(std::int32_t level, const char* title, std::int32_t valu
 }
 
 int detail::trap_run_raw(std::int32_t level, const char* title, int (*body)(void*), void* argument) {
-  if (setjmp(trap_push().jump) == 0) return trap_body(level, title, body, argument);
+  if (FSORT_SETJMP(trap_push().jump) == 0) return trap_body(level, title, body, argument);
   return trap_caught(level, title);
 }
 

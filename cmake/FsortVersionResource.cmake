@@ -1,0 +1,11 @@
+# Gives a Windows target its version resource, from packaging/version.rc.in.
+#   fsort_version_resource(<target> <file name> VFT_DLL|VFT_APP <description>)
+enable_language(RC)
+function(fsort_version_resource target file type description)
+  set(FSORT_RC_FILE ${file})
+  set(FSORT_RC_TYPE ${type})
+  set(FSORT_RC_DESCRIPTION ${description})
+  set(resource "${CMAKE_BINARY_DIR}/${target}_version.rc")
+  configure_file("${PROJECT_SOURCE_DIR}/packaging/version.rc.in" "${resource}" @ONLY)
+  target_sources(${target} PRIVATE "${resource}")
+endfunction()
