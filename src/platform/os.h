@@ -116,8 +116,9 @@ struct OsTable {
   // --- files -------------------------------------------------------------------------------------------
   // Opens or creates `name`. Backslashes and slashes both separate folders. `share` 0 is exclusive: a second
   // open of a regular file that conflicts fails with 32 and leaves the file's content untouched. A directory
-  // fails with 5, an empty name with 3. A file created with kCreateNew is private to its owner (on Windows: as
-  // private as its folder); one created with kCreateAlways has the access rights that new files have. Result: the handle, or kInvalidHandle.
+  // fails with 5, an empty name with 3. A file created with kCreateNew is private to its owner (on Windows:
+  // as private as its folder); one created with kCreateAlways has the access rights that new files have.
+  // Result: the handle, or kInvalidHandle.
   Handle (*create_file)(const char* name, std::uint32_t access, std::uint32_t share, void* security,
                         std::uint32_t disposition, std::uint32_t attributes, Handle template_file);
   // Transfers up to `count` bytes; the number transferred is stored through `done` (0 on failure). With
@@ -145,8 +146,9 @@ struct OsTable {
   std::uint32_t (*get_file_type)(Handle file);
   Handle (*get_std_handle)(std::int32_t which);  // one of kStdInput, kStdOutput, kStdError
   bool (*delete_file)(const char* name);
-  // Writes the text of `code` (English on POSIX, in the user's language on Windows), ended by "\r\n" and a NUL, into `text`; result: its length, or 0 (and
-  // nothing written) when the code is unknown or the text does not fit.
+  // Writes the text of `code` (English on POSIX, in the user's language on Windows), ended by "\r\n" and a
+  // NUL, into `text`; result: its length, or 0 (and nothing written) when the code is unknown or the text
+  // does not fit.
   std::uint32_t (*format_message)(std::uint32_t flags, const void* source, std::uint32_t code,
                                   std::uint32_t language, char* text, std::uint32_t size, void* arguments);
   std::uint32_t (*get_last_error)();
