@@ -3,6 +3,7 @@
 
 #include "entry/entry_access.h"
 #include "entry/library.h"
+#include "platform/os.h"
 
 namespace fsort {
 
@@ -40,8 +41,14 @@ bool instance_enter(fsort_handle handle, EntryFrame& frame, EntryKind kind) {
   return true;
 }
 
+void pipe_wake() {
+  EntryState& e = entry_st();
+  if (e.pipe_sleepers != 0) os->wake_all_condition_variable(&e.pipe_changed);
+}
+
 void instance_leave(EntryFrame& frame) {
   entry_frame_drop(frame);
+  pipe_wake();  // a wait on the instance may have been for this call to end
   current_instance = frame.instance->entry.prev_instance;
   entry_lock_leave();
 }

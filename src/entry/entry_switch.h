@@ -57,6 +57,9 @@ struct EntryFrame {
 [[nodiscard]] bool instance_enter(fsort_handle handle, EntryFrame& frame, EntryKind kind);
 void instance_leave(EntryFrame& frame);
 
+// Wakes whoever sleeps in a wait on the pipe of the current instance (pipe.h), to look again.
+void pipe_wake();
+
 // Takes a frame off the list without leaving: lock and current instance stay as they are.
 void entry_frame_drop(EntryFrame& frame);
 

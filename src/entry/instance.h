@@ -76,6 +76,8 @@ struct EntryState {
   std::int32_t start_argc;               // argument vector of start_arguments
   const char* const* start_argv;         // null: the sort is described by start_command
   std::uint32_t sort_thread;             // thread inside FsortStart; meaningful while running
+  ConditionVariable pipe_changed;        // slept on by those who wait in the pipe
+  std::uint32_t pipe_sleepers;           // their number
   std::uint8_t running;                  // inside FsortStart
   std::uint8_t destroying;               // inside FsortDestroy
   std::uint8_t abort_displayed;          // the abort's text has been raised once

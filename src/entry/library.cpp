@@ -48,6 +48,16 @@ std::uint32_t entry_lock_depth() { return lock_depth; }
 
 std::uint32_t entry_lock_owner() { return lock_owner; }
 
+void entry_lock_sleep(ConditionVariable* condition, std::uint32_t milliseconds) {
+  const std::uint32_t depth = lock_depth;
+  lock_depth = 0;
+  for (std::uint32_t i = 1; i < depth; ++i) os->leave_critical_section(&entry_lock);
+  os->sleep_condition_variable(condition, &entry_lock, milliseconds);
+  for (std::uint32_t i = 1; i < depth; ++i) os->enter_critical_section(&entry_lock);
+  lock_depth = depth;
+  lock_owner = os->get_current_thread_id();
+}
+
 std::uint32_t entry_lock_give_back() {
   const std::uint32_t depth = lock_depth;
   lock_depth = 0;  // before the last leave: after it the count belongs to the next holder

@@ -14,6 +14,8 @@
 
 #include <cstdint>
 
+#include "platform/os.h"
+
 namespace fsort {
 
 // Reasons of DllEntryPoint, as Windows numbers them; others do nothing.
@@ -31,6 +33,10 @@ void entry_lock_leave();
 [[nodiscard]] std::uint32_t entry_lock_depth();
 // The thread that holds it. Requires: held.
 [[nodiscard]] std::uint32_t entry_lock_owner();
+
+// Gives the lock back entirely and sleeps until `condition` is woken or the time is over; then takes it again
+// as deep as it was. Requires: held by this thread.
+void entry_lock_sleep(ConditionVariable* condition, std::uint32_t milliseconds);
 
 // Gives the lock back entirely; result: the depth to take again (0 when it was not held).
 [[nodiscard]] std::uint32_t entry_lock_give_back();

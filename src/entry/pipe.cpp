@@ -1,8 +1,11 @@
 // The record pipe. See pipe.h and docs/internals/pipe.md.
 //
 // The flag is tested, and the data stored, under the entry lock, so the order of the stores does not matter
-// to the peer. Between two tests the waiting side gives the lock back entirely and yields the processor, at
-// first once, then more often, so that a peer that is slow to wake finds the lock free.
+// to the peer. Between two tests the waiting side gives the lock back entirely. At first it yields the
+// processor, once, then more often: a peer that is on a processor hands over within microseconds. A peer that
+// is not would only be kept from one by a waiting thread that runs, so then it sleeps until the pipe changes.
+// Whatever a wait looks at is changed under the lock, and pipe_wake follows: the flag, the end of the sort,
+// an abort, the end of another thread's call.
 #include "entry/pipe.h"
 
 #include <cstring>
@@ -19,17 +22,40 @@ namespace fsort {
 
 namespace {
 
-// Yields between two tests of the flag; more would only delay the hand-over.
+// Most yields between two tests of the flag; a wait that needs more sleeps.
 constexpr std::uint32_t kMaxYields = 16;
+// Whoever changes what a wait looks at wakes the sleepers; the limit is for what nobody thought of.
+constexpr std::uint32_t kSleepMilliseconds = 50;
+// With more threads than this in waits there is no processor left to wait on.
+constexpr std::uint32_t kMostYielding = 2;
+
+// Threads in step_aside, in the whole process. Guarded by the entry lock.
+constinit std::uint32_t waiting_threads = 0;
+
+// Yields the processor so often, or sleeps until the pipe of `own` changes when that is too often or too many
+// wait, with the lock given back.
+void step_aside(Instance* own, std::uint32_t yields) {
+  if ((yields > kMaxYields || waiting_threads >= kMostYielding) && entry_lock_depth() != 0) {
+    ++waiting_threads;
+    ++own->entry.pipe_sleepers;
+    entry_lock_sleep(&own->entry.pipe_changed, kSleepMilliseconds);
+    --own->entry.pipe_sleepers;
+    --waiting_threads;
+    return;
+  }
+  ++waiting_threads;
+  const std::uint32_t depth = entry_lock_give_back();
+  for (std::uint32_t i = 0; i < yields; ++i) os->yield_thread();
+  entry_lock_take_again(depth);
+  --waiting_threads;
+}
 
 // Lets other threads in for a moment. The caller's own instance is in force meanwhile, as in a callback.
 void pipe_pause(std::uint32_t yields) {
   Instance* own = current_instance;
   Instance* previous = own->entry.prev_instance;
   current_instance = previous;
-  const std::uint32_t depth = entry_lock_give_back();
-  for (std::uint32_t i = 0; i < yields; ++i) os->yield_thread();
-  entry_lock_take_again(depth);
+  step_aside(own, yields);
   own->entry.prev_instance = previous;
   current_instance = own;
 }
@@ -46,7 +72,7 @@ bool can_retrieve(const RecordPipe* pipe) {
 
 // Waits until `ready`. Result: false when it never will be: the sort is over or is to be aborted.
 bool pipe_wait(const RecordPipe* pipe, bool (*ready)(const RecordPipe*)) {
-  for (std::uint32_t yields = 1;; yields = yields < kMaxYields ? yields * 2 : kMaxYields) {
+  for (std::uint32_t yields = 1;; yields = yields > kMaxYields ? yields : yields * 2) {
     if (!entry_frames_overlaid()) {
       if (sort_abort_waits()) return false;
       if (ready(pipe)) return true;
@@ -80,6 +106,7 @@ int pipe_take(RecordPipe* pipe, bool (*ready)(const RecordPipe*), std::uint64_t*
   pipe->flag = 0;
   *record = pipe->record;
   *length = pipe->length;
+  pipe_wake();
   return 0;
 }
 
@@ -92,6 +119,7 @@ int pipe_send(RecordPipe* pipe, std::uint64_t length, const std::uint8_t* record
   pipe->length = length;
   pipe->record = record;
   entry_st().pipe_inward = 1;
+  pipe_wake();
   return 0;
 }
 
@@ -109,7 +137,7 @@ std::int32_t fsort_send(std::uint64_t length, const std::uint8_t* record) {
     if (record == nullptr) return 1;
   }
   pipe_send(pipe, length, record);
-  e.pipe_inward = 0;
+  e.pipe_inward = 0;  // under the lock still: whoever was woken sees it so
   sort_abort_check();
   return 0;
 }
@@ -120,6 +148,7 @@ std::int32_t fsort_retrieve(std::uint64_t* length, const std::uint8_t** record) 
     e.pipe_kept = 0;
     *length = e.kept_length;
     *record = e.kept_record;
+    pipe_wake();
     return 0;
   }
   pipe_take(e.pipe_ptr, can_take, length, record);
@@ -146,10 +175,12 @@ void pipe_end() {
   EntryState& e = entry_st();
   e.pipe_kept = 0;
   e.pipe_ended = 1;
+  pipe_wake();
 }
 
 void pipe_dismiss(const EntryFrame& frame) {
   entry_st().pipe_ended = 1;
+  pipe_wake();
   while (entry_frame_accompanied(frame)) pipe_pause(kMaxYields);
 }
 

@@ -1,9 +1,9 @@
 // The record pipe: a one-record mailbox between the sort and its caller.
 //
 // The record is passed by address. pipe_send waits while a record is in the pipe, pipe_retrieve while there
-// is none; while they wait they give the entry lock back entirely and yield the processor, so that the peer,
-// on another thread, can enter. When the sort that the pipe serves is over, a waiting or later FsortRetrieve
-// gets length 0 and FsortSend returns at once.
+// is none; while they wait they give the entry lock back entirely and yield the processor or sleep, so that
+// the peer, on another thread, can enter. When the sort that the pipe serves is over, a waiting or later
+// FsortRetrieve gets length 0 and FsortSend returns at once.
 //
 // Output records live in record memory that is reused, so fsort_send hands out copies in two alternating
 // buffers: a record stays valid until the next FsortRetrieve. Input: a sender's record must stay valid until

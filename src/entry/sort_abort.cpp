@@ -27,6 +27,7 @@ void sort_abort(std::int32_t code) {
   e.abort_code = code;
   if (e.sort_thread != entry_lock_owner()) {
     e.abort_pending = 1;
+    pipe_wake();  // the sort may be asleep there
     return;
   }
   entry_frames_cut();

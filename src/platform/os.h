@@ -38,6 +38,12 @@ struct alignas(16) CriticalSection {
   unsigned char storage[64];
 };
 
+// Storage for one condition variable. Filled with zeros it is ready for use; nothing is held by it when
+// nobody sleeps on it, so there is nothing to give back.
+struct alignas(16) ConditionVariable {
+  unsigned char storage[64];
+};
+
 // What GlobalMemoryStatus fills; 56 bytes. Only `total_phys` (bytes) is read by the engine.
 struct MemoryStatus {
   std::uint32_t length;  // set to 56 by the caller
@@ -169,6 +175,11 @@ struct OsTable {
   void (*enter_critical_section)(CriticalSection* lock);  // recursive
   void (*leave_critical_section)(CriticalSection* lock);
   void (*delete_critical_section)(CriticalSection* lock);
+  // Gives `lock`, which the thread has entered exactly once, back and sleeps until the condition is woken or
+  // the time is over (a sleep may also end early), then takes the lock again. False when the time was over.
+  bool (*sleep_condition_variable)(ConditionVariable* condition, CriticalSection* lock,
+                                   std::uint32_t milliseconds);
+  void (*wake_all_condition_variable)(ConditionVariable* condition);
 
   // --- heap --------------------------------------------------------------------------------------------
   void* (*heap_alloc)(std::size_t size);  // 16-aligned, not cleared; null when there is none

@@ -25,6 +25,7 @@ constexpr std::uint32_t kPlatformNt = 2;
 
 constexpr std::int64_t kMillisecondsPerSecond = 1000;
 constexpr std::int64_t kNanosecondsPerMillisecond = 1000000;
+constexpr std::int64_t kNanosecondsPerSecond = 1000000000;
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(CriticalSection));
 static_assert(alignof(pthread_mutex_t) <= alignof(CriticalSection));
@@ -74,6 +75,30 @@ void delete_critical_section(CriticalSection* lock) {
   pthread_mutex_destroy(mutex_of(lock));
 }
 
+static_assert(sizeof(pthread_cond_t) <= sizeof(ConditionVariable));
+static_assert(alignof(pthread_cond_t) <= alignof(ConditionVariable));
+
+pthread_cond_t* condition_of(ConditionVariable* condition) {
+  return reinterpret_cast<pthread_cond_t*>(condition->storage);
+}
+
+bool sleep_condition_variable(ConditionVariable* condition, CriticalSection* lock,
+                              std::uint32_t milliseconds) {
+  timespec until{0, 0};
+  clock_gettime(CLOCK_MONOTONIC, &until);
+  until.tv_sec += milliseconds / kMillisecondsPerSecond;
+  until.tv_nsec += milliseconds % kMillisecondsPerSecond * kNanosecondsPerMillisecond;
+  if (until.tv_nsec >= kNanosecondsPerSecond) {
+    until.tv_nsec -= kNanosecondsPerSecond;
+    ++until.tv_sec;
+  }
+  return pthread_cond_clockwait(condition_of(condition), mutex_of(lock), CLOCK_MONOTONIC, &until) == 0;
+}
+
+void wake_all_condition_variable(ConditionVariable* condition) {
+  pthread_cond_broadcast(condition_of(condition));
+}
+
 void* allocate(std::size_t size) { return std::malloc(size != 0 ? size : 1); }
 
 void release(void* block) { std::free(block); }
@@ -113,6 +138,8 @@ constinit const OsTable kSystemOs = {
     .enter_critical_section = enter_critical_section,
     .leave_critical_section = leave_critical_section,
     .delete_critical_section = delete_critical_section,
+    .sleep_condition_variable = sleep_condition_variable,
+    .wake_all_condition_variable = wake_all_condition_variable,
     .heap_alloc = allocate,
     .heap_free = release,
     .region_alloc = posix::region_alloc,

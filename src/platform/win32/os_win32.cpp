@@ -46,6 +46,21 @@ void enter_critical_section(CriticalSection* lock) { EnterCriticalSection(sectio
 void leave_critical_section(CriticalSection* lock) { LeaveCriticalSection(section_of(lock)); }
 void delete_critical_section(CriticalSection* lock) { DeleteCriticalSection(section_of(lock)); }
 
+static_assert(sizeof(CONDITION_VARIABLE) <= sizeof(ConditionVariable));
+
+CONDITION_VARIABLE* condition_of(ConditionVariable* condition) {
+  return reinterpret_cast<CONDITION_VARIABLE*>(condition->storage);
+}
+
+bool sleep_condition_variable(ConditionVariable* condition, CriticalSection* lock,
+                              std::uint32_t milliseconds) {
+  return SleepConditionVariableCS(condition_of(condition), section_of(lock), milliseconds) != 0;
+}
+
+void wake_all_condition_variable(ConditionVariable* condition) {
+  WakeAllConditionVariable(condition_of(condition));
+}
+
 void* allocate(std::size_t size) { return std::malloc(size != 0 ? size : 1); }
 
 void release(void* block) { std::free(block); }
@@ -79,6 +94,8 @@ constinit const OsTable kSystemOs = {
     .enter_critical_section = enter_critical_section,
     .leave_critical_section = leave_critical_section,
     .delete_critical_section = delete_critical_section,
+    .sleep_condition_variable = sleep_condition_variable,
+    .wake_all_condition_variable = wake_all_condition_variable,
     .heap_alloc = allocate,
     .heap_free = release,
     .region_alloc = win32::region_alloc,

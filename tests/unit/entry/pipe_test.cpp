@@ -83,6 +83,58 @@ TEST_F(Pipe, ARetrieveWaitsForASend) {
   EXPECT_EQ(length, 3u);
 }
 
+// A system whose yields and sleeps are counted while it lives.
+class CountedWaits {
+ public:
+  CountedWaits() : real_(os), table_(*os) {
+    table_.yield_thread = [] {
+      ++yields;
+      instance_->real_->yield_thread();
+    };
+    table_.sleep_condition_variable = [](ConditionVariable* condition, CriticalSection* lock,
+                                         std::uint32_t ms) {
+      ++sleeps;
+      const bool woken = instance_->real_->sleep_condition_variable(condition, lock, ms);
+      if (woken) ++wakes;
+      return woken;
+    };
+    yields = sleeps = wakes = 0;
+    instance_ = this;
+    os = &table_;
+  }
+  ~CountedWaits() { os = real_; }
+  CountedWaits(const CountedWaits&) = delete;
+  CountedWaits& operator=(const CountedWaits&) = delete;
+
+  static inline std::atomic<int> yields{0};
+  static inline std::atomic<int> sleeps{0};
+  static inline std::atomic<int> wakes{0};
+
+ private:
+  static inline CountedWaits* instance_ = nullptr;
+  const OsTable* real_;
+  OsTable table_;
+};
+
+TEST_F(Pipe, AWaitThatLastsYieldsAFewTimesThenSleepsAndIsWokenByTheSend) {
+  destroy();
+  {
+    const CountedWaits counted;
+    make();
+    std::uint64_t length = 0;
+    const void* out = nullptr;
+    std::thread receiver([&] { FsortRetrieve(subject, &length, &out); });
+    while (CountedWaits::sleeps == 0) wait_a_little();
+    FsortSend(subject, 3, "abc");
+    receiver.join();
+    EXPECT_EQ(length, 3u);
+    destroy();
+  }
+  EXPECT_EQ(CountedWaits::yields, 1 + 2 + 4 + 8 + 16);
+  EXPECT_GE(CountedWaits::wakes, 1);
+  make();
+}
+
 // --- feeding a sort
 // ---------------------------------------------------------------------------------------------
 
