@@ -63,8 +63,10 @@ inline void start_filling(Stream* s) {
   s->lim = s->ptr + s->bufsize;
 }
 
-// Takes the oldest write in flight back and waits for it. Moved nothing: end-of-file flag, result 0; failed
-// or cut short: error flag, result the code, also in fs_errno. Requires: one is in flight.
+// Waits for a write in flight. Moved nothing: end-of-file flag, result 0; failed or cut short: error flag,
+// result the code, also in fs_errno. Requires: `b` was issued as a write of `s`.
+std::uint32_t await_write(Stream* s, IoBuffer* b);
+// Takes the oldest write in flight back and waits for it, likewise. Requires: one is in flight.
 std::uint32_t finish_write(Stream* s);
 
 }  // namespace fsort

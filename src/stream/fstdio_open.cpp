@@ -85,22 +85,48 @@ bool is_standard(const Stream* s) {
          std::find(state.std_handles, state.std_handles + 3, s->handle) != state.std_handles + 3;
 }
 
-// Positions the file and tells where it then stands; false when that is impossible (pipes). The code
-// decides: 0xFFFFFFFF is a position like any other.
-bool seek_to(Handle handle, std::int64_t offset, std::uint32_t origin, std::int64_t* position) {
+// Positions the file and tells where it then stands. Result: 0, or the code where that is impossible (1 for
+// pipes). The code decides: 0xFFFFFFFF is a position like any other.
+std::uint32_t seek_to(Handle handle, std::int64_t offset, std::uint32_t origin, std::int64_t* position) {
   const std::uint32_t before = fs_errno;
   fs_errno = 0;
   *position = lseek(handle, offset, origin);
-  const bool found = fs_errno == 0;
+  const std::uint32_t code = fs_errno;
   fs_errno = before;
-  return found;
+  return code;
 }
 
-// Frees the stream's own buffers; -1 when a write still in flight failed.
-int release_own_buffers(Stream* s) {
-  const bool failed_before = (s->flags & kStreamError) != 0;
-  ffreebuf(fdetachbuf(s));
-  return !failed_before && (s->flags & kStreamError) != 0 ? -1 : 0;
+// Where a stream that appends begins: the end of the file, or 0 for what has none. False, with fs_errno set,
+// when a disk file does not tell: beginning at 0 would overwrite what it holds.
+bool find_append_position(Handle handle, std::uint64_t length, std::uint64_t* position) {
+  *position = length;
+  if (length != kUnknownLength) return true;
+  *position = 0;
+  if (os->get_file_type(handle) != kFileTypeDisk) return true;
+  std::int64_t end = 0;
+  const std::uint32_t code = seek_to(handle, 0, kSeekEnd, &end);
+  *position = static_cast<std::uint64_t>(end);
+  if (code != 0) fs_errno = code;
+  return code == 0;
+}
+
+// Waits for everything in flight and frees the buffers that are the stream's own. Result: -1 when a write
+// failed that nobody has been told of yet. The caller's buffers stay on the lists they are on.
+int end_transfers(Stream* s) {
+  const std::uint32_t lost = (s->flags & kStreamRead) != 0 ? kStreamError : kStreamError | kStreamEof;
+  const bool failed_before = (s->flags & lost) != 0;
+  if ((s->flags & kStreamOwnBuffers) != 0) {
+    ffreebuf(fdetachbuf(s));
+  } else {
+    for (IoBuffer* b = s->busy_head; b != nullptr; b = buffer_link(b)) {
+      if ((s->flags & kStreamRead) != 0) {
+        aio_settle(b);
+      } else {
+        static_cast<void>(await_write(s, b));
+      }
+    }
+  }
+  return !failed_before && (s->flags & lost) != 0 ? -1 : 0;
 }
 
 }  // namespace
@@ -109,7 +135,9 @@ std::uint64_t filelength(Handle handle) {
   if (os->get_file_type(handle) == kFileTypeChar) return kUnknownLength;
   std::int64_t here = 0;
   std::int64_t end = 0;
-  if (!seek_to(handle, 0, kSeekCurrent, &here) || !seek_to(handle, 0, kSeekEnd, &end)) return kUnknownLength;
+  if (seek_to(handle, 0, kSeekCurrent, &here) != 0 || seek_to(handle, 0, kSeekEnd, &end) != 0) {
+    return kUnknownLength;
+  }
   seek_to(handle, here, kSeekBegin, &here);
   return static_cast<std::uint64_t>(end);
 }
@@ -134,10 +162,14 @@ Stream* fstdio_fopen(const char* name, const char* mode) {
     return nullptr;
   }
   const std::uint64_t length = filelength(s->handle);
-  if (m.at_end && length != kUnknownLength) {
-    s->pos = length;
-    s->next = length;
+  if (m.at_end && !find_append_position(s->handle, length, &s->pos)) {
+    const std::uint32_t code = fs_errno;
+    static_cast<void>(nt_close(s->handle));
+    heap_free(s);
+    fs_errno = code;
+    return nullptr;
   }
+  s->next = s->pos;
   s->left = length - s->pos;
   return s;
 }
@@ -145,16 +177,15 @@ Stream* fstdio_fopen(const char* name, const char* mode) {
 int fstdio_fclose(Stream* s) {
   if (s == nullptr || (s->flags & (kStreamRead | kStreamWrite)) == 0) return -1;
   if ((s->flags & kStreamWrite) != 0 && fstdio_fflush(s) != 0) return -1;
-  const int late = (s->flags & kStreamOwnBuffers) != 0 ? release_own_buffers(s) : 0;
+  // Nothing may be in flight when the file is cut and its handle goes.
+  const int late = end_transfers(s);
+  const std::uint32_t code = fs_errno;
   constexpr std::uint32_t kSectorWriter = kStreamWrite | kStreamUnbuffered;
   if ((s->flags & kSectorWriter) == kSectorWriter) fseteof(s, s->pos);
-  // Nothing may be in flight on a handle that goes away.
-  for (IoBuffer* b = s->busy_head; b != nullptr; b = buffer_link(b)) aio_settle(b);
   if (is_standard(s)) {
     s->flags = 0;
     return late;
   }
-  const std::uint32_t code = fs_errno;
   const int closed = nt_close(s->handle);
   heap_free(s);
   if (late != 0) fs_errno = code;

@@ -139,8 +139,9 @@ std::uint64_t fillbuf(Stream* s) {
   return s->cnt;
 }
 
-std::uint32_t finish_write(Stream* s) {
-  IoBuffer* b = busy_to_idle(s);
+std::uint32_t finish_write(Stream* s) { return await_write(s, busy_to_idle(s)); }
+
+std::uint32_t await_write(Stream* s, IoBuffer* b) {
   const std::int64_t moved = wait(b);
   if (moved == 0) {
     s->flags |= kStreamEof;

@@ -116,6 +116,16 @@ TEST_F(FstdioOpen, AppendingGoesOnAtTheEndOfAnExistingFile) {
   EXPECT_EQ(folder_.content("f"), "abcdef");
 }
 
+// The same for an unbuffered handle on a file that does not end on a sector, where Windows refuses to go.
+TEST_F(FstdioOpen, AppendingToAFileThatDoesNotTellItsEndFailsAndKeepsTheContent) {
+  const std::string name = folder_.make("f", "abc");
+  faults().fail(OsCall::kSeek, 1, kErrorInvalidParameter, Lasting::kForGood);
+  EXPECT_EQ(open_code("f", "a"), kErrorInvalidParameter);
+  EXPECT_EQ(open_code("f", "abua"), kErrorInvalidParameter);
+  faults().clear();
+  EXPECT_EQ(folder_.content("f"), "abc");
+}
+
 TEST_F(FstdioOpen, AppendingInSectorsGoesOnExactlyAtAnEndInsideASector) {
   const std::string old = pattern_bytes(700);
   Stream* s = open_with(folder_.make("f", old), "abua", 512);
@@ -239,6 +249,30 @@ TEST_F(FstdioClose, WaitsForReadsInFlightBeforeTheHandleGoes) {
   ffreebuf(chain);
   set_buffer_link(current, nullptr);
   ffreebuf(current);
+}
+
+// The buffers are the caller's: whoever closes without taking them back must still hear of what was lost.
+TEST_F(FstdioClose, WaitsForWritesInFlightAndReportsThoseThatFailed) {
+  for (const bool full : {false, true}) {
+    Stream* s = open_with(folder_.make("f", ""), "aba", 512, 4);
+    faults().defer_overlapped(true);
+    const std::string text = pattern_bytes(1024);
+    EXPECT_EQ(fstdio_fwrite(text.data(), text.size(), 1, s), 1u);
+    EXPECT_EQ(faults().deferred(), 2u);
+    if (full) faults().limit_disk(600);
+    std::vector<IoBuffer*> buffers;
+    for (IoBuffer* b = s->idle; b != nullptr; b = buffer_link(b)) buffers.push_back(b);
+    for (IoBuffer* b = s->busy_head; b != nullptr; b = buffer_link(b)) buffers.push_back(b);
+    EXPECT_EQ(fstdio_fclose(s), full ? -1 : 0);
+    EXPECT_TRUE(!full || fs_errno == kErrorDiskFull);
+    EXPECT_EQ(faults().deferred(), 0u);
+    EXPECT_EQ(folder_.content("f"), text.substr(0, full ? 512 : 1024));
+    for (IoBuffer* b : buffers) {
+      set_buffer_link(b, nullptr);
+      ffreebuf(b);
+    }
+    faults().clear();
+  }
 }
 
 using FileLength = FstdioOpen;
