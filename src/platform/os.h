@@ -127,17 +127,18 @@ struct OsTable {
   // Result: the handle, or kInvalidHandle.
   Handle (*create_file)(const char* name, std::uint32_t access, std::uint32_t share, void* security,
                         std::uint32_t disposition, std::uint32_t attributes, Handle template_file);
-  // Transfers up to `count` bytes; the number transferred is stored through `done` (0 on failure). With
-  // `overlapped`, at its offset, without moving the file pointer, possibly still in progress on return
-  // (false with 997; finished by get_overlapped_result); otherwise at the file pointer. A read at or past the
-  // end of a disk file gives true and 0 bytes without `overlapped`, false with 38 with it. A pipe whose
-  // writer has closed ends with 109 or with 0 bytes; a pipe whose reader has closed fails with 232.
+  // Transfers up to `count` bytes; `done` takes their number (0 on failure). With `overlapped`, at its
+  // offset, possibly still in progress on return (false with 997; see get_overlapped_result), and the file
+  // pointer stays if the handle was opened with kFlagOverlapped; otherwise at the file pointer. A read at or
+  // past the end of a disk file gives true and 0 bytes without `overlapped`, false with 38 (now or at its
+  // result) with it. A pipe whose writer closed ends with 109 or 0 bytes; one whose reader closed fails with
+  // 232.
   bool (*read_file)(Handle file, void* data, std::uint32_t count, std::uint32_t* done,
                     Overlapped* overlapped);
   bool (*write_file)(Handle file, const void* data, std::uint32_t count, std::uint32_t* done,
                      Overlapped* overlapped);
   // Waits (when `wait`) for a request in progress and stores the bytes transferred. False with the request's
-  // error code when it failed.
+  // error code when it failed, 996 when it still runs. Until then its buffer and record are the system's.
   bool (*get_overlapped_result)(Handle file, Overlapped* overlapped, std::uint32_t* done, bool wait);
   // An unnamed event for an Overlapped record, auto-reset, not signalled; null when none can be had. A
   // platform that completes every transfer at once may return any non-null value. Closed by close_handle.
