@@ -18,6 +18,7 @@
 #include "support/key_gen.h"
 #include "support/record_gen.h"
 #include "support/run_fsort.h"
+#include "support/spill_plan.h"
 
 namespace fsort_test {
 namespace {
@@ -169,36 +170,6 @@ struct Plan {
   SortRequest request;
 };
 
-// True when a level over any of the keys has at most about a hundred bins.
-bool small_tables(const std::vector<KeySpec>& keys) {
-  for (const KeySpec& key : keys) {
-    if (key.kind == KeyKind::numeric || !small_tables(key.inner)) return false;
-    int values = 0;
-    for (const SequencePart& part : key.sequence) values += std::abs(part.bytes.last - part.bytes.first) + 1;
-    if (values > 96) return false;
-  }
-  return true;
-}
-
-// Memory of a few segments, small buffers, estimates that are off either way.
-Lines random_regime(Random* random, const SortSpec& spec) {
-  Lines arguments;
-  const auto add = [&](const char* option, const Lines& values) {
-    arguments.insert(arguments.end(), {option, random->pick(values)});
-  };
-  const bool small = small_tables(spec.keys);
-  add("-l", small && random->chance(60) ? Lines{"7", "7", "8", "9", "12"}
-                                        : Lines{"17", "17", "18", "20", "25", "33"});
-  add("-m", {"1", "1", "1", "1", "30", "70", "150"});
-  add("-wb", {"0", "2", "3", "7", "60"});
-  add("-rb", {"0", "2", "3", "7", "60"});
-  if (random->chance(40)) add("-ibs", {"1", "2", "7", "100"});
-  if (random->chance(40)) add("-obs", {"1", "2", "7", "100"});
-  if (random->chance(50)) add("-fs", {"1", "10", "50", "200", "1000", "100000", "4000000"});
-  if (random->chance(15)) add("-rs", {"1", "8", "100", "3000"});
-  return arguments;
-}
-
 Plan make_plan(std::uint64_t seed, RecordType type) {
   Random random(seed);
   Plan plan;
@@ -211,7 +182,7 @@ Plan make_plan(std::uint64_t seed, RecordType type) {
   plan.request.output = type == RecordType::free || random.chance(50) ? Route::callback : Route::file;
   plan.request.plain_levels = random.chance(30);
   Lines& arguments = plan.request.arguments;
-  arguments = with_work_folder(random_regime(&random, plan.spec));
+  arguments = with_work_folder(spilling_regime(&random, plan.spec));
   if (plan.request.input == Route::file || needs_argument_vector(plan.request)) {
     arguments.insert(arguments.end(), plan.set.options.begin(), plan.set.options.end());
   }
@@ -220,23 +191,12 @@ Plan make_plan(std::uint64_t seed, RecordType type) {
   return plan;
 }
 
-// The message with which the sort must refuse its records; "" when it must not.
-std::string refusal(const Plan& plan) {
-  const Oracle oracle(plan.spec);
-  try {
-    for (const std::string& record : plan.set.records) static_cast<void>(oracle.extract(record));
-  } catch (const RecordFault& fault) {
-    return fault.what();
-  }
-  return "";
-}
-
 // What is wrong with the run, or "".
 std::string fault_of(const Plan& plan, const SortRun& run) {
   const std::string texts = testing::PrintToString(run.texts);
   const Lines left = left_in_work_folder();
   if (!left.empty()) return "left behind: " + testing::PrintToString(left);
-  const std::string refused = refusal(plan);
+  const std::string refused = refusal(plan.spec, plan.set.records);
   if (!refused.empty()) {
     const bool right = run.status == 1 && run.texts.size() == 2 && run.texts[0].ends_with(refused + "\n");
     return right ? "" : "status " + std::to_string(run.status) + " and " + texts + " instead of " + refused;
