@@ -1,7 +1,6 @@
 /* Threads: the record pipe in both directions, an abort from another thread, four instances at once. */
-#include <pthread.h>
-
 #include "check.h"
+#include "threads.h"
 
 enum { records = 1000, threads = 4, width = 7 };
 
@@ -11,7 +10,7 @@ static int in_order;
 
 static void key(int i, char* text) { sprintf(text, "%06d", (i * 7919) % 100003); }
 
-static void* produce(void* unused) {
+static void produce(void* unused) {
   char buffers[2][16]; /* in turn: one is the pipe's until the next send has returned */
   int i;
   for (i = 0; i < records; ++i) {
@@ -20,10 +19,10 @@ static void* produce(void* unused) {
     FsortSend(handle, 6, buffers[i % 2]);
   }
   FsortSend(handle, 0, NULL);
-  return unused;
+  (void)unused;
 }
 
-static void* consume(void* unused) {
+static void consume(void* unused) {
   uint64_t length;
   const void* record;
   char last[8] = "";
@@ -37,7 +36,7 @@ static void* consume(void* unused) {
     ++count;
   }
   if (count != records) in_order = 0;
-  return unused;
+  (void)unused;
 }
 
 static int given;
@@ -62,48 +61,47 @@ static int is_sorted(const char* keys) {
   return i == (size_t)records * 6;
 }
 
-static void* abort_it(void* unused) {
+static void abort_it(void* unused) {
   FsortSend(handle, 1, "a"); /* returns when the pipe has it: the sort runs or is about to */
   FsortSend(handle, 1, "b"); /* returns when the sort has taken "a" */
   FsortExit(handle, 7);
-  return unused;
+  (void)unused;
 }
 
 static int32_t statuses[threads];
-static void* sort_a_file(void* number) {
+static void sort_a_file(void* number) {
   char command[64];
   const int n = *(int*)number;
   fsort_handle own = FsortCreate(NULL, NULL);
   sprintf(command, "<in%d >out%d -q", n, n);
   statuses[n] = FsortStart(own, NULL, NULL, command);
   FsortDestroy(own);
-  return NULL;
 }
 
 int main(void) {
-  pthread_t thread;
-  pthread_t many[threads];
+  struct test_thread thread;
+  struct test_thread many[threads];
   int numbers[threads];
   int i;
 
   handle = FsortCreate(NULL, NULL);
-  pthread_create(&thread, NULL, produce, NULL);
+  thread_start(&thread, produce, NULL);
   CHECK(FsortStart(handle, FSORT_PIPE_INPUT, take_key, "-q") == 0);
-  pthread_join(thread, NULL);
+  thread_join(&thread);
   CHECK(is_sorted(drained));
   FsortDestroy(handle);
 
   handle = FsortCreate(NULL, NULL);
-  pthread_create(&thread, NULL, consume, NULL);
+  thread_start(&thread, consume, NULL);
   CHECK(FsortStart(handle, give_key, FSORT_PIPE_OUTPUT, "-q") == 0);
-  pthread_join(thread, NULL);
+  thread_join(&thread);
   CHECK(in_order);
   FsortDestroy(handle);
 
   handle = FsortCreate(NULL, NULL);
-  pthread_create(&thread, NULL, abort_it, NULL);
+  thread_start(&thread, abort_it, NULL);
   CHECK(FsortStart(handle, FSORT_PIPE_INPUT, take_key, "-q") == 7);
-  pthread_join(thread, NULL);
+  thread_join(&thread);
   CHECK(strcmp(FsortMessage(handle), "Fsort aborted by caller\nError detected in fsort call\n") == 0);
   FsortDestroy(handle);
 
@@ -112,11 +110,11 @@ int main(void) {
     numbers[i] = i;
     sprintf(name, "in%d", i);
     write_file(name, "d\nb\nc\na\n");
-    pthread_create(&many[i], NULL, sort_a_file, &numbers[i]);
+    thread_start(&many[i], sort_a_file, &numbers[i]);
   }
   for (i = 0; i < threads; ++i) {
     char name[16];
-    pthread_join(many[i], NULL);
+    thread_join(&many[i]);
     sprintf(name, "out%d", i);
     CHECK(statuses[i] == 0);
     CHECK(file_holds(name, "a\nb\nc\nd\n"));
