@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs cases of the command-line tool, each as a shell would.
 
-  run_case.py --tool PATH [--preserve] [--update] CASE...
+  run_case.py --tool PATH [--runner PATH --system NAME] [--preserve] [--update] CASE...
 
 A case is a folder:
   cmd            shell text; `fsort` in it is the tool. Runs in an empty folder that holds copies of the case's
@@ -10,9 +10,13 @@ A case is a folder:
   stdout.exact   standard output, byte for byte; without it there must be none
   stderr.glob    standard error, line by line, with ? * and [...] as in a shell; without it there must be none
   exit           exit status of the shell text, 0 without it
+  systems        the systems that the case is for (posix, windows), blank-separated; without it it is for all. A case
+                 for others is skipped and says so; run alone it ends with status 77
 Every other file is data for the case. A carriage return at the end of a line of standard error may be left out in
 stderr.glob. --preserve keeps the folder; --update writes what was found into stdout.exact, stderr.glob and exit (look
-at the difference before it is committed)."""
+at the difference before it is committed).
+
+--runner runs a tool of another system (scripts/wine runs the one of Windows); --system says which that is."""
 
 import argparse
 import fnmatch
@@ -23,11 +27,22 @@ import subprocess
 import sys
 import tempfile
 
-SPECIAL = {"cmd", "input", "stdout.exact", "stderr.glob", "exit"}
+SPECIAL = {"cmd", "input", "stdout.exact", "stderr.glob", "exit", "systems"}
 TIMEOUT_SECONDS = 60
+SKIPPED = 77
 
 
-def run(case, tool, preserve):
+def put_tool(place, tool, runner):
+    """Makes the command that a case calls."""
+    if runner is None:
+        place.symlink_to(tool)
+        return
+    # Names of files are UTF-8 whatever the case's own locale is.
+    place.write_text(f'#!/bin/sh\nLC_ALL=C.UTF-8 exec "{runner}" "{tool}" "$@"\n')
+    place.chmod(0o755)
+
+
+def run(case, tool, runner, preserve):
     """Returns (exit status, standard output, standard error)."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="fsort-cli-"))
     try:
@@ -37,7 +52,7 @@ def run(case, tool, preserve):
             if path.name not in SPECIAL and path.is_file():
                 shutil.copyfile(path, work / path.name)
         (folder / "bin").mkdir()
-        (folder / "bin" / "fsort").symlink_to(tool)
+        put_tool(folder / "bin" / "fsort", tool, runner)
         environment = dict(os.environ, PATH=f"{folder / 'bin'}:{os.environ['PATH']}", LC_ALL="C")
         for name in ("TEMP", "TMPDIR", "TMP"):
             environment[name] = str(folder)
@@ -94,14 +109,21 @@ def update(case, found):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--tool", required=True, type=pathlib.Path)
+    parser.add_argument("--runner", type=pathlib.Path)
+    parser.add_argument("--system", default="posix")
     parser.add_argument("--preserve", action="store_true")
     parser.add_argument("--update", action="store_true")
     parser.add_argument("cases", nargs="+", type=pathlib.Path)
     args = parser.parse_args()
-    failed = 0
+    failed = skipped = 0
     cases = [case for case in args.cases if (case / "cmd").exists()]
     for case in cases:
-        found = run(case, args.tool.resolve(), args.preserve)
+        systems = wanted(case, "systems", args.system.encode()).decode().split()
+        if args.system not in systems:
+            skipped += 1
+            print(f"{case.name}: skipped, it is for {' and '.join(systems)}")
+            continue
+        found = run(case, args.tool.resolve(), args.runner and args.runner.resolve(), args.preserve)
         if args.update:
             update(case, found)
         faults = check(case, found)
@@ -109,7 +131,9 @@ def main():
         print(f"{case.name}: {'FAILED' if faults else 'ok'}")
         for fault in faults:
             print("  " + fault)
-    print(f"{len(cases) - failed} passed, {failed} failed")
+    print(f"{len(cases) - failed - skipped} passed, {failed} failed, {skipped} skipped")
+    if cases and skipped == len(cases):
+        return SKIPPED
     return 1 if failed or not cases else 0
 
 

@@ -164,8 +164,8 @@ void run_sorts(const Regime& regime, std::uint64_t first_seed, std::uint64_t sor
   const std::uint64_t replay = from_environment("FSORT_TEST_SEED", 0);
   if (replay != 0)
     first_seed = replay, sorts = 1;
-  else if (kSanitized)
-    sorts = sorts / kSanitizedShare + 1;
+  else if (kSlow)
+    sorts = sorts / kSlowShare + 1;
   sorts = from_environment("FSORT_TEST_SORTS", sorts);
   int failures = 0;
   for (std::uint64_t seed = first_seed; seed < first_seed + sorts && failures < 5; ++seed) {
@@ -187,7 +187,7 @@ std::size_t few(std::uint64_t seed) {
 }
 std::size_t thousand(std::uint64_t) { return 1000; }
 std::size_t three_thousand(std::uint64_t) { return 3000; }
-std::size_t hundred_thousand(std::uint64_t) { return kSanitized ? 20000 : 100000; }
+std::size_t hundred_thousand(std::uint64_t) { return kSlow ? 20000 : 100000; }
 
 TEST(RandomSorts, OfTextRecordsGiveTheReferenceOrder) { run_sorts({RecordType::text}, 1000000, 7000, few); }
 TEST(RandomSorts, OfFixedRecordsGiveTheReferenceOrder) { run_sorts({RecordType::fixed}, 2000000, 4000, few); }
@@ -220,9 +220,7 @@ TEST(RandomSorts, WithBinsTooLargeForTheArraySortGiveTheReferenceOrder) {
 // The oracle and the reference engine were written apart; where both are asked they must agree.
 TEST(ReferenceEngine, AgreesWithTheOracleOnRandomSorts) {
   const std::uint64_t replay = from_environment("FSORT_TEST_SEED", 0);
-  const std::uint64_t first = replay != 0 ? replay : 10000000, sorts = replay != 0  ? 1
-                                                                       : kSanitized ? 300
-                                                                                    : 5000;
+  const std::uint64_t first = replay != 0 ? replay : 10000000, sorts = replay != 0 ? 1 : kSlow ? 300 : 5000;
   for (std::uint64_t seed = first; seed < first + sorts; ++seed) {
     Random choice(seed);
     const Plan plan =

@@ -210,8 +210,8 @@ void run_sorts(RecordType type, std::uint64_t first_seed, std::uint64_t sorts) {
   const std::uint64_t replay = from_environment("FSORT_TEST_SEED", 0);
   if (replay != 0)
     first_seed = replay, sorts = 1;
-  else if (kSanitized)
-    sorts = sorts / kSanitizedShare + 1;
+  else if (kSlow)
+    sorts = sorts / kSlowShare + 1;
   sorts = from_environment("FSORT_TEST_SORTS", sorts);
   int failures = 0;
   std::uint64_t spilled = 0;

@@ -1,5 +1,6 @@
-// What random campaigns share: numbers from the environment (seeds, counts), and whether a sanitizer watches
-// this build, which then runs a smaller share of the sorts.
+// What random campaigns share: numbers from the environment (seeds, counts), and whether this build is a slow
+// one (watched by a sanitizer, or run by an emulator of another system), which runs a smaller share of the
+// sorts.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +20,14 @@ inline constexpr bool kSanitized = false;
 inline constexpr bool kSanitized = false;
 #endif
 
-inline constexpr std::uint64_t kSanitizedShare = 10;  // a sanitized build runs one sort of this many
+#if defined(FSORT_TESTS_EMULATED)
+inline constexpr bool kEmulated = true;
+#else
+inline constexpr bool kEmulated = false;
+#endif
+
+inline constexpr bool kSlow = kSanitized || kEmulated;
+inline constexpr std::uint64_t kSlowShare = 10;  // a slow build runs one sort of this many
 
 // A number from the environment, or another when the variable is not set.
 inline std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {

@@ -35,8 +35,12 @@ struct FaultOs::Calls {
     if (current->strikes(OsCall::kOpen)) return kInvalidHandle;
     Handle file =
         current->real_->create_file(name, access, share, security, disposition, attributes, template_file);
+    if (file == kInvalidHandle) {
+      leave(current->real_->get_last_error());
+      return file;
+    }
     const Guard guard(current->mutex_);
-    if (file != kInvalidHandle) current->files_.insert(file);
+    current->files_.insert(file);
     return file;
   }
 
@@ -55,7 +59,13 @@ struct FaultOs::Calls {
   }
 
   static bool get_overlapped_result(Handle file, Overlapped* overlapped, std::uint32_t* done, bool wait) {
-    if (current->strikes(OsCall::kResult)) return false;
+    if (current->strikes(OsCall::kResult)) {
+      // It is reported as failed, but the system must be done with the buffer all the same.
+      if (!current->holds(overlapped)) {
+        static_cast<void>(current->real_->get_overlapped_result(file, overlapped, done, true));
+      }
+      return false;
+    }
     Outcome outcome{};
     {
       const Guard guard(current->mutex_);
@@ -63,7 +73,7 @@ struct FaultOs::Calls {
           std::find_if(current->deferred_.begin(), current->deferred_.end(),
                        [overlapped](const Request& r) { return r.overlapped == overlapped; });
       if (pending != current->deferred_.end()) {
-        outcome = current->carry_out(*pending);
+        outcome = current->carry_out_whole(*pending);
         current->deferred_.erase(pending);
       } else if (const auto found = current->completed_.find(overlapped);
                  found != current->completed_.end()) {
@@ -272,6 +282,22 @@ FaultOs::Outcome FaultOs::carry_out(const Request& r) {
   return outcome;
 }
 
+FaultOs::Outcome FaultOs::carry_out_whole(const Request& r) {
+  Outcome outcome = carry_out(r);
+  if (outcome.ok || outcome.code != kErrorIoPending) return outcome;
+  outcome.ok = real_->get_overlapped_result(r.file, r.overlapped, &outcome.done, true);
+  outcome.code = outcome.ok ? 0 : real_->get_last_error();
+  if (disk_limited_ && r.read_to == nullptr) disk_left_ -= outcome.done;
+  return outcome;
+}
+
+bool FaultOs::holds(const Overlapped* overlapped) const {
+  const Calls::Guard guard(mutex_);
+  const auto same = [overlapped](const Request& r) { return r.overlapped == overlapped; };
+  return std::any_of(deferred_.begin(), deferred_.end(), same) ||
+         completed_.find(const_cast<Overlapped*>(overlapped)) != completed_.end();
+}
+
 bool FaultOs::transfer(const Request& request, std::uint32_t* done) {
   const Calls::Guard guard(mutex_);
   if (defer_ && request.overlapped != nullptr) {
@@ -280,7 +306,7 @@ bool FaultOs::transfer(const Request& request, std::uint32_t* done) {
     leave(kErrorIoPending);
     return false;
   }
-  const Outcome outcome = carry_out(request);
+  const Outcome outcome = disk_limited_ ? carry_out_whole(request) : carry_out(request);
   *done = outcome.done;
   if (!outcome.ok) leave(outcome.code);
   return outcome.ok;
@@ -309,7 +335,7 @@ void FaultOs::defer_overlapped(bool on) { defer_ = on; }
 std::size_t FaultOs::complete_deferred() {
   const Calls::Guard guard(mutex_);
   const std::size_t number = deferred_.size();
-  for (const Request& request : deferred_) completed_[request.overlapped] = carry_out(request);
+  for (const Request& request : deferred_) completed_[request.overlapped] = carry_out_whole(request);
   deferred_.clear();
   return number;
 }

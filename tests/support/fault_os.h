@@ -119,6 +119,10 @@ class FaultOs {
   // Counts a call; true when it is to fail (its code is then the thread's last error).
   bool strikes(OsCall kind);
   Outcome carry_out(const Request& request);
+  // The same, waiting for a request that the system takes its time for.
+  Outcome carry_out_whole(const Request& request);
+  // True when the request is one of this layer's own, deferred or completed by it.
+  bool holds(const Overlapped* overlapped) const;
   bool transfer(const Request& request, std::uint32_t* done);
 
   mutable std::mutex mutex_;

@@ -1,8 +1,6 @@
 // One sort through the library. See the header.
 #include "support/run_fsort.h"
 
-#include <stdlib.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +10,7 @@
 #include "entry/start_arguments.h"
 #include "fsort.h"
 #include "support/key_gen.h"
+#include "support/temp_folder.h"
 
 namespace fsort_test {
 namespace {
@@ -49,18 +48,6 @@ std::filesystem::path folder_of_folders() {
   return std::filesystem::temp_directory_path();
 }
 
-struct Folder {
-  std::string path;
-  Folder() {
-    std::string name = (folder_of_folders() / "fsort-tests-XXXXXX").string();
-    path = ::mkdtemp(name.data()) != nullptr ? name : ".";
-  }
-  ~Folder() {
-    std::error_code ignored;
-    if (path != ".") std::filesystem::remove_all(path, ignored);
-  }
-};
-
 void write_file(const std::string& name, const std::vector<std::string>& records) {
   std::ofstream file(name, std::ios::binary | std::ios::trunc);
   for (const std::string& record : records)
@@ -72,8 +59,8 @@ std::string read_file(const std::string& name) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-std::string input_name() { return test_folder() + "/in"; }
-std::string output_name() { return test_folder() + "/out"; }
+std::string input_name() { return test_folder() + "in"; }
+std::string output_name() { return test_folder() + "out"; }
 
 std::vector<std::string> with_files(const SortRequest& request, bool both) {
   std::vector<std::string> arguments = request.arguments;
@@ -85,8 +72,9 @@ std::vector<std::string> with_files(const SortRequest& request, bool both) {
 }  // namespace
 
 const std::string& test_folder() {
-  static const Folder folder;
-  return folder.path;
+  static const fsort::test::TempFolder folder(folder_of_folders());
+  static const std::string path = folder.path("");
+  return path;
 }
 
 bool needs_argument_vector(const SortRequest& request) {

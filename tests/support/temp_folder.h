@@ -11,10 +11,10 @@ namespace fsort::test {
 
 class TempFolder {
  public:
-  TempFolder() {
+  explicit TempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
     std::random_device random;
     do {
-      path_ = std::filesystem::temp_directory_path() / ("fsort_test_" + std::to_string(random()));
+      path_ = parent / ("fsort_test_" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
   }
   ~TempFolder() {

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "entry_harness.h"
+#include "support/fault_os.h"
 
 namespace fsort::test {
 
@@ -191,8 +192,12 @@ void start_and_destroy_at_display(const char*) {
 
 TEST_F(AbortedSorts, AHandleInTheMiddleOfAFailingWriteCanNeitherBeStartedNorDestroyed) {
   write_file("in", "a\n");
-  ASSERT_EQ(start("<in >/dev/full -q"), 1);  // leaves an output that fails again
-  make();
+  {
+    FaultOs faults;
+    faults.limit_disk(0);
+    ASSERT_EQ(start("<in >out -q"), 1);  // leaves an output that fails again
+    make();
+  }
   ASSERT_EQ(start("<in >nodir/o -q"), 1);
   at_display = start_and_destroy_at_display;
   start_status = 0;

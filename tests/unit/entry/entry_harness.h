@@ -6,8 +6,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -21,6 +19,7 @@
 #include "entry/library.h"
 #include "fsort.h"
 #include "platform/os.h"
+#include "support/temp_folder.h"
 
 namespace fsort::test {
 
@@ -90,11 +89,8 @@ inline bool exists(const std::string& name) { return std::filesystem::exists(nam
 class EntryTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char path[] = "/tmp/fsort_entry_XXXXXX";
-    ASSERT_NE(mkdtemp(path), nullptr);
-    folder_ = path;
     before_ = std::filesystem::current_path();
-    std::filesystem::current_path(folder_);
+    std::filesystem::current_path(folder_.path(""));
     shown.clear();
     at_display = nullptr;
     given.clear();
@@ -110,7 +106,6 @@ class EntryTest : public ::testing::Test {
     EXPECT_EQ(current_instance, nullptr);
     current_instance = nullptr;  // whatever went wrong here shall not fail the next test
     std::filesystem::current_path(before_);
-    std::filesystem::remove_all(folder_);
   }
 
   // A new instance under test, with a display callback unless told otherwise.
@@ -155,7 +150,7 @@ class EntryTest : public ::testing::Test {
   }
 
  private:
-  std::filesystem::path folder_;
+  TempFolder folder_;
   std::filesystem::path before_;
 };
 

@@ -1,5 +1,6 @@
 // What a caller sees of a failure: the status, and every text in its own display call, in order.
 #include "entry_harness.h"
+#include "support/fault_os.h"
 
 namespace fsort::test {
 
@@ -7,11 +8,12 @@ namespace {
 
 class FailureMessages : public EntryTest {};
 
-TEST_F(FailureMessages, AFullOutputDeviceIsReportedAtTheEnd) {
+TEST_F(FailureMessages, AFullDiskIsReportedAtTheEnd) {
   write_file("in", "c\nb\na\n");
-  expect_failure("<in >/dev/full -q",
-                 {"Space exhausted while writing output file:\n" + system_text(112) + "\n",
-                  "Error writing record to output\n", kWriteFailed, kCallTitle});
+  FaultOs faults;
+  faults.limit_disk(0);
+  expect_failure("<in >out -q", {"Space exhausted while writing output file:\n" + system_text(112) + "\n",
+                                 "Error writing record to output\n", kWriteFailed, kCallTitle});
 }
 
 TEST_F(FailureMessages, AnEmptyCommandMissesAnInput) {

@@ -1,11 +1,12 @@
 // FsortRead and FsortWrite, and the files that a command line names, seen through the exported functions.
-#include <fcntl.h>
-
+#include <array>
 #include <cstdlib>
+#include <optional>
 
 #include "entry/init_command.h"
 #include "entry/start_arguments.h"
 #include "entry_harness.h"
+#include "support/std_handles.h"
 
 namespace fsort::test {
 
@@ -14,24 +15,17 @@ namespace {
 class RecordsThroughExports : public EntryTest {
  protected:
   // Gives the process other standard streams for the life of a test.
-  void redirect(int descriptor, const std::string& name, int flags) {
-    saved_[descriptor] = dup(descriptor);
-    const int file = open(name.c_str(), flags, 0600);
-    ASSERT_GE(file, 0);
-    dup2(file, descriptor);
-    if (file != descriptor) close(file);
+  void redirect(Standard which, const OpenFile& target) {
+    redirects_[static_cast<std::size_t>(which)].emplace(which, target);
   }
+  void redirect_input(const std::string& name) { redirect(Standard::kInput, OpenFile::to_read(name)); }
   void TearDown() override {
-    for (int d = 0; d < 2; ++d) {
-      if (saved_[d] < 0) continue;
-      dup2(saved_[d], d);
-      close(saved_[d]);
-    }
+    for (auto& redirect : redirects_) redirect.reset();
     EntryTest::TearDown();
   }
 
  private:
-  int saved_[2] = {-1, -1};
+  std::array<std::optional<StdRedirect>, 2> redirects_;
 };
 
 std::int32_t pass_read(std::uint64_t* length, const void** record) {
@@ -169,35 +163,28 @@ TEST_F(RecordsThroughExports, NamesInDoubleQuotesMayHoldBlanks) {
 
 TEST_F(RecordsThroughExports, AHyphenAsInputIsTheStandardInput) {
   write_file("stream", "b\na\n");
-  redirect(0, "stream", O_RDONLY);
+  redirect_input("stream");
   make();
   EXPECT_EQ(start("<- >out -q"), 0);
   EXPECT_EQ(read_file("out"), "a\nb\n");
 }
 
 TEST_F(RecordsThroughExports, AnEmptyDeviceAsStandardInputIsAnEmptyInput) {
-  redirect(0, "/dev/null", O_RDONLY);
+  redirect_input(kNullDevice);
   make();
   EXPECT_EQ(start("<- -q", nullptr, take_record), 0);
   EXPECT_EQ(taken, Texts{});
 }
 
 TEST_F(RecordsThroughExports, APipeAsStandardInputIsReadToItsEnd) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const std::string text = "b\na\n";
-  ASSERT_EQ(write(ends[1], text.data(), text.size()), 4);
-  close(ends[1]);
-  redirect(0, "/dev/fd/" + std::to_string(ends[0]), O_RDONLY);
-  close(ends[0]);
+  redirect(Standard::kInput, pipe_with("b\na\n"));
   make();
   EXPECT_EQ(start("<- >out -q"), 0);
   EXPECT_EQ(read_file("out"), "a\nb\n");
 }
 
 TEST_F(RecordsThroughExports, AClosedStandardInputIsNoCrash) {
-  redirect(0, "/dev/null", O_RDONLY);
-  close(0);
+  redirect(Standard::kInput, OpenFile());
   make();
   const std::int32_t status = start("<- -q", nullptr, take_record);
   EXPECT_EQ(taken, Texts{});
@@ -212,8 +199,8 @@ TEST_F(RecordsThroughExports, AClosedStandardInputIsNoCrash) {
 
 TEST_F(RecordsThroughExports, AnArgumentVectorSortsStandardInputToStandardOutput) {
   write_file("stream", kLines);
-  redirect(0, "stream", O_RDONLY);
-  redirect(1, "sorted", O_WRONLY | O_CREAT | O_TRUNC);
+  redirect_input("stream");
+  redirect(Standard::kOutput, OpenFile::to_write("sorted"));
   make();
   const char* arguments[] = {"fsort", "-q", nullptr};
   EXPECT_EQ(start_arguments(subject, 2, arguments), 0);
@@ -230,7 +217,7 @@ TEST_F(RecordsThroughExports, AnArgumentVectorIsTakenAsItIsSplit) {
 
 TEST_F(RecordsThroughExports, AnArgumentVectorReportsItsFaults) {
   const char* arguments[] = {"fsort", "zz", nullptr};
-  redirect(0, "/dev/null", O_RDONLY);
+  redirect_input(kNullDevice);
   make();
   shown.clear();
   EXPECT_EQ(start_arguments(subject, 2, arguments), 1);
@@ -240,8 +227,8 @@ TEST_F(RecordsThroughExports, AnArgumentVectorReportsItsFaults) {
 
 TEST_F(RecordsThroughExports, AnEmptyArgumentVectorIsAPlainSort) {
   write_file("stream", kLines);
-  redirect(0, "stream", O_RDONLY);
-  redirect(1, "sorted", O_WRONLY | O_CREAT | O_TRUNC);
+  redirect_input("stream");
+  redirect(Standard::kOutput, OpenFile::to_write("sorted"));
   make();
   EXPECT_EQ(start_arguments(subject, 0, nullptr), 0);
   EXPECT_EQ(read_file("sorted"), kSortedLines);

@@ -10,7 +10,9 @@ namespace fsort::test {
 namespace {
 
 Handle create(const std::string& name) {
-  return os->create_file(name.c_str(), kGenericRead | kGenericWrite, 0, nullptr, kCreateAlways, 0, nullptr);
+  // Others may look at it meanwhile.
+  return os->create_file(name.c_str(), kGenericRead | kGenericWrite, kShareRead, nullptr, kCreateAlways, 0,
+                         nullptr);
 }
 
 TEST(FaultOs, StandsInFrontOnlyWhileItLives) {

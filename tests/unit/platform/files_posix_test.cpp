@@ -1,4 +1,4 @@
-// Files behind the Windows-shaped calls: opening, sharing, positions, transfers, pipes.
+// What POSIX adds to files behind the Windows-shaped calls: permissions, descriptors, signals, /dev/full.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -11,121 +11,12 @@
 #include <thread>
 
 #include "platform/os.h"
+#include "support/std_handles.h"
 #include "support/temp_folder.h"
+#include "unit/platform/file_calls.h"
 
-namespace fsort {
+namespace fsort::test {
 namespace {
-
-using test::TempFolder;
-
-constexpr std::uint32_t kReadWrite = kGenericRead | kGenericWrite;
-
-Handle open_file(const std::string& name, std::uint32_t access, std::uint32_t disposition = kOpenExisting) {
-  const std::uint32_t share = access == kGenericRead ? kShareRead : 0;
-  return os->create_file(name.c_str(), access, share, nullptr, disposition, kFlagSequentialScan, nullptr);
-}
-
-// The code with which an open fails; 0 when it succeeds.
-std::uint32_t open_code(const std::string& name, std::uint32_t access,
-                        std::uint32_t disposition = kOpenExisting) {
-  Handle file = open_file(name, access, disposition);
-  if (file == kInvalidHandle) return os->get_last_error();
-  os->close_handle(file);
-  return 0;
-}
-
-std::uint64_t seek(Handle file, std::int64_t distance, std::uint32_t origin) {
-  auto high = static_cast<std::int32_t>(distance >> 32);
-  const std::uint32_t low =
-      os->set_file_pointer(file, static_cast<std::int32_t>(distance & 0xFFFFFFFF), &high, origin);
-  return static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32 | low;
-}
-
-std::string read_some(Handle file, std::uint32_t count) {
-  std::string text(count, '\0');
-  std::uint32_t done = 99;
-  if (!os->read_file(file, text.data(), count, &done, nullptr)) return "<failed>";
-  text.resize(done);
-  return text;
-}
-
-bool write_some(Handle file, const std::string& text, std::uint32_t* done) {
-  return os->write_file(file, text.data(), static_cast<std::uint32_t>(text.size()), done, nullptr);
-}
-
-Overlapped overlapped_at(std::uint64_t offset) {
-  Overlapped o{};
-  o.offset_low = static_cast<std::uint32_t>(offset);
-  o.offset_high = static_cast<std::uint32_t>(offset >> 32);
-  return o;
-}
-
-// Puts another descriptor in the place of a standard one and gives the old one back at the end.
-class Redirect {
- public:
-  Redirect(int standard, int replacement) : standard_(standard), saved_(dup(standard)) {
-    if (replacement < 0) {
-      close(standard);
-    } else {
-      dup2(replacement, standard);
-    }
-  }
-  ~Redirect() {
-    dup2(saved_, standard_);
-    close(saved_);
-  }
-  Redirect(const Redirect&) = delete;
-  Redirect& operator=(const Redirect&) = delete;
-
- private:
-  int standard_;
-  int saved_;
-};
-
-TEST(CreateFile, LetsSeveralReadersShareAFile) {
-  const TempFolder folder;
-  const std::string name = folder.make("f", "abc");
-  Handle first = open_file(name, kGenericRead);
-  Handle second = open_file(name, kGenericRead);
-  EXPECT_EQ(read_some(first, 10), "abc");
-  EXPECT_EQ(read_some(second, 10), "abc");
-  EXPECT_TRUE(os->close_handle(first));
-  EXPECT_TRUE(os->close_handle(second));
-}
-
-TEST(CreateFile, RefusesAWriterWhileAReaderHasTheFileAndKeepsItsContent) {
-  const TempFolder folder;
-  const std::string name = folder.make("f", "abc");
-  Handle reader = open_file(name, kGenericRead);
-  EXPECT_EQ(open_code(name, kGenericWrite, kCreateAlways), kErrorSharingViolation);
-  EXPECT_EQ(open_code(name, kReadWrite), kErrorSharingViolation);
-  EXPECT_EQ(folder.content("f"), "abc");
-  os->close_handle(reader);
-  EXPECT_EQ(open_code(name, kGenericWrite, kCreateAlways), 0u);
-  EXPECT_EQ(folder.content("f"), "");
-}
-
-TEST(CreateFile, RefusesEveryOtherOpenWhileAWriterHasTheFile) {
-  const TempFolder folder;
-  const std::string name = folder.path("f");
-  Handle writer = open_file(name, kGenericWrite, kCreateAlways);
-  std::uint32_t done = 0;
-  ASSERT_TRUE(write_some(writer, "abc", &done));
-  EXPECT_EQ(open_code(name, kGenericRead), kErrorSharingViolation);
-  EXPECT_EQ(open_code(name, kGenericWrite, kCreateAlways), kErrorSharingViolation);
-  EXPECT_EQ(folder.content("f"), "abc");
-  os->close_handle(writer);
-  EXPECT_EQ(open_code(name, kGenericRead), 0u);
-}
-
-TEST(CreateFile, RefusesToCreateAFileThatExistsWhenItMustBeNew) {
-  const TempFolder folder;
-  const std::string name = folder.make("f", "abc");
-  EXPECT_EQ(open_code(name, kGenericWrite, kCreateNew), kErrorFileExists);
-  EXPECT_EQ(folder.content("f"), "abc");
-  EXPECT_EQ(open_code(folder.path("new"), kGenericWrite, kCreateNew), 0u);
-  EXPECT_EQ(folder.content("new"), "");
-}
 
 // The permission bits of a file.
 mode_t permissions(const std::string& name) {
@@ -134,7 +25,7 @@ mode_t permissions(const std::string& name) {
   return info.st_mode & 0777;
 }
 
-TEST(CreateFile, MakesAFileThatMustBeNewReadableByItsOwnerOnly) {
+TEST(CreateFileOnPosix, MakesAFileThatMustBeNewReadableByItsOwnerOnly) {
   const TempFolder folder;
   const mode_t mask = umask(0);
   EXPECT_EQ(open_code(folder.path("private"), kGenericWrite, kCreateNew), 0u);
@@ -144,18 +35,7 @@ TEST(CreateFile, MakesAFileThatMustBeNewReadableByItsOwnerOnly) {
   EXPECT_EQ(permissions(folder.path("ordinary")), 0666u);
 }
 
-TEST(CreateFile, TellsMissingFileFromMissingFolder) {
-  const TempFolder folder;
-  folder.make("plain", "");
-  EXPECT_EQ(open_code(folder.path("none"), kGenericRead), kErrorFileNotFound);
-  EXPECT_EQ(open_code(folder.path("none/none"), kGenericRead), kErrorPathNotFound);
-  EXPECT_EQ(open_code(folder.path("none/new"), kGenericWrite, kCreateAlways), kErrorPathNotFound);
-  EXPECT_EQ(open_code(folder.path("plain/none"), kGenericRead), kErrorPathNotFound);
-  EXPECT_EQ(open_code("fsort-no-such-file", kGenericRead), kErrorFileNotFound);
-  EXPECT_EQ(open_code("/fsort-no-such-file", kGenericRead), kErrorFileNotFound);
-}
-
-TEST(CreateFile, RefusesFoldersEmptyNamesAndNamesThatAreTooLong) {
+TEST(CreateFileOnPosix, RefusesFoldersEmptyNamesAndNamesThatAreTooLong) {
   const TempFolder folder;
   EXPECT_EQ(open_code(folder.path(""), kGenericRead), kErrorAccessDenied);
   EXPECT_EQ(open_code(folder.path("."), kGenericWrite, kCreateAlways), kErrorAccessDenied);
@@ -164,50 +44,15 @@ TEST(CreateFile, RefusesFoldersEmptyNamesAndNamesThatAreTooLong) {
   EXPECT_EQ(open_code(std::string(5000, 'a'), kGenericRead), kErrorFilenameTooLong);
 }
 
-TEST(CreateFile, RefusesADispositionThatNobodyDefined) {
-  const TempFolder folder;
-  EXPECT_EQ(open_code(folder.path("f"), kGenericWrite, 99), kErrorInvalidParameter);
-  EXPECT_EQ(folder.content("f"), "<missing>");
-}
-
-TEST(CreateFile, TakesBackslashesForFolderSeparators) {
-  const TempFolder folder;
-  mkdir(folder.path("sub").c_str(), 0777);
-  folder.make("sub/f", "abc");
-  EXPECT_EQ(open_code(folder.path("sub\\f"), kGenericRead), 0u);
-  EXPECT_TRUE(os->delete_file(folder.path("sub\\f").c_str()));
-  EXPECT_EQ(folder.content("sub/f"), "<missing>");
-}
-
-TEST(CreateFile, NeverHandsOutAStandardDescriptor) {
+TEST(CreateFileOnPosix, NeverHandsOutAStandardDescriptor) {
   const TempFolder folder;
   const std::string name = folder.make("f", "abc");
-  const Redirect no_input(0, -1);
+  const StdRedirect no_input(Standard::kInput, OpenFile());
   Handle file = open_file(name, kGenericRead);
   EXPECT_EQ(os->get_std_handle(kStdInput), nullptr);
   EXPECT_EQ(fcntl(0, F_GETFD), -1);
   EXPECT_EQ(read_some(file, 10), "abc");
   os->close_handle(file);
-}
-
-TEST(GetFileType, TellsDiskDeviceAndPipe) {
-  const TempFolder folder;
-  Handle disk = open_file(folder.make("f", ""), kGenericRead);
-  Handle device = open_file("/dev/null", kGenericWrite, kCreateAlways);
-  EXPECT_EQ(os->get_file_type(disk), kFileTypeDisk);
-  EXPECT_EQ(os->get_file_type(device), kFileTypeChar);
-  os->close_handle(disk);
-  os->close_handle(device);
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  {
-    const Redirect input(0, ends[0]);
-    EXPECT_EQ(os->get_file_type(os->get_std_handle(kStdInput)), kFileTypePipe);
-  }
-  close(ends[0]);
-  close(ends[1]);
-  EXPECT_EQ(os->get_file_type(nullptr), kFileTypeUnknown);
-  EXPECT_EQ(os->get_last_error(), kErrorInvalidHandle);
 }
 
 TEST(Handles, ThatAreNoneFailEveryCallWithTheirCode) {
@@ -230,7 +75,7 @@ TEST(Handles, ThatAreNoneFailEveryCallWithTheirCode) {
   EXPECT_TRUE(os->close_handle(event));
 }
 
-TEST(ReadFile, GivesNothingAtTheEndWithoutAndEndOfFileWithAnOverlappedRecord) {
+TEST(ReadFileOnPosix, GivesNothingAtTheEndWithoutAndEndOfFileWithAnOverlappedRecord) {
   const TempFolder folder;
   Handle file = open_file(folder.make("f", "abcdef"), kGenericRead);
   char text[8];
@@ -250,7 +95,7 @@ TEST(ReadFile, GivesNothingAtTheEndWithoutAndEndOfFileWithAnOverlappedRecord) {
   os->close_handle(file);
 }
 
-TEST(WriteFile, FollowsThePointerOrTheOverlappedOffset) {
+TEST(WriteFileOnPosix, FollowsThePointerOrTheOverlappedOffset) {
   const TempFolder folder;
   Handle file = open_file(folder.path("f"), kReadWrite, kCreateAlways);
   std::uint32_t done = 0;
@@ -263,7 +108,7 @@ TEST(WriteFile, FollowsThePointerOrTheOverlappedOffset) {
   os->close_handle(file);
 }
 
-TEST(WriteFile, FailsWithDiskFullWhereThereIsNoRoom) {
+TEST(WriteFileOnPosix, FailsWithDiskFullWhereThereIsNoRoom) {
   Handle file = open_file("/dev/full", kGenericWrite, kCreateAlways);
   ASSERT_NE(file, kInvalidHandle);
   std::uint32_t done = 99;
@@ -273,156 +118,32 @@ TEST(WriteFile, FailsWithDiskFullWhereThereIsNoRoom) {
   os->close_handle(file);
 }
 
-TEST(WriteFile, FailsOnAFileOpenedForReading) {
-  const TempFolder folder;
-  Handle file = open_file(folder.make("f", "abc"), kGenericRead);
-  std::uint32_t done = 99;
-  EXPECT_FALSE(write_some(file, "x", &done));
-  EXPECT_EQ(done, 0u);
-  EXPECT_FALSE(os->set_end_of_file(file));
-  EXPECT_EQ(os->get_last_error(), kErrorAccessDenied);
-  EXPECT_EQ(folder.content("f"), "abc");
-  os->close_handle(file);
-}
-
-TEST(SetFilePointer, MovesFromTheThreeOriginsAndBeyondFourGigabytes) {
-  const TempFolder folder;
-  Handle file = open_file(folder.make("f", "abcdef"), kReadWrite);
-  EXPECT_EQ(seek(file, 4, kSeekBegin), 4u);
-  EXPECT_EQ(seek(file, -1, kSeekCurrent), 3u);
-  EXPECT_EQ(read_some(file, 9), "def");
-  EXPECT_EQ(seek(file, 0, kSeekCurrent), 6u);
-  EXPECT_EQ(seek(file, -2, kSeekEnd), 4u);
-  EXPECT_EQ(seek(file, 0x1234567890, kSeekBegin), 0x1234567890u);
-  EXPECT_EQ(seek(file, 0, kSeekCurrent), 0x1234567890u);
-  EXPECT_EQ(os->get_last_error(), 0u);
-  os->close_handle(file);
-}
-
-TEST(SetFilePointer, ReachesAllOnesWithoutAnError) {
-  const TempFolder folder;
-  Handle file = open_file(folder.make("f", ""), kGenericRead);
-  std::int32_t high = 0;
-  EXPECT_EQ(os->set_file_pointer(file, -1, &high, kSeekBegin), 0xFFFFFFFFu);
-  EXPECT_EQ(os->get_last_error(), 0u);
-  EXPECT_EQ(high, 0);
-  os->close_handle(file);
-}
-
-TEST(SetFilePointer, RefusesAPositionBeforeTheStartAndStays) {
-  const TempFolder folder;
-  Handle file = open_file(folder.make("f", "abc"), kGenericRead);
-  seek(file, 2, kSeekBegin);
-  std::int32_t high = -1;
-  EXPECT_EQ(os->set_file_pointer(file, -3, &high, kSeekCurrent), 0xFFFFFFFFu);
-  EXPECT_EQ(os->get_last_error(), kErrorNegativeSeek);
-  EXPECT_EQ(high, -1);
-  high = 0;
-  EXPECT_EQ(os->set_file_pointer(file, 0, &high, 7), 0xFFFFFFFFu);
-  EXPECT_EQ(os->get_last_error(), kErrorInvalidParameter);
-  EXPECT_EQ(seek(file, 0, kSeekCurrent), 2u);
-  os->close_handle(file);
-}
-
-TEST(SetEndOfFile, CutsAndExtendsAtThePointer) {
-  const TempFolder folder;
-  Handle file = open_file(folder.make("f", "abcdef"), kReadWrite);
-  seek(file, 2, kSeekBegin);
-  EXPECT_TRUE(os->set_end_of_file(file));
-  EXPECT_EQ(folder.content("f"), "ab");
-  seek(file, 4, kSeekBegin);
-  EXPECT_TRUE(os->set_end_of_file(file));
-  EXPECT_EQ(folder.content("f"), std::string("ab\0\0", 4));
-  os->close_handle(file);
-}
-
-TEST(DeleteFile, TellsMissingFileFromMissingFolder) {
-  const TempFolder folder;
-  EXPECT_TRUE(os->delete_file(folder.make("f", "").c_str()));
-  EXPECT_FALSE(os->delete_file(folder.path("f").c_str()));
-  EXPECT_EQ(os->get_last_error(), kErrorFileNotFound);
-  EXPECT_FALSE(os->delete_file(folder.path("x/f").c_str()));
-  EXPECT_EQ(os->get_last_error(), kErrorPathNotFound);
-  EXPECT_FALSE(os->delete_file(folder.path(".").c_str()));
-  EXPECT_FALSE(os->delete_file(""));
-  EXPECT_EQ(os->get_last_error(), kErrorPathNotFound);
-}
-
-TEST(StandardHandles, ShareTheSystemsPointerWithOtherPrograms) {
-  const TempFolder folder;
-  const std::string name = folder.make("f", "abcdef");
-  const int fd = open(name.c_str(), O_RDONLY);
-  {
-    const Redirect input(0, fd);
-    Handle handle = os->get_std_handle(kStdInput);
-    EXPECT_EQ(os->get_file_type(handle), kFileTypeDisk);
-    EXPECT_EQ(read_some(handle, 2), "ab");
-    EXPECT_EQ(seek(handle, 1, kSeekCurrent), 3u);
-    EXPECT_EQ(lseek(fd, 0, SEEK_CUR), 3);
-    EXPECT_EQ(read_some(handle, 9), "def");
-    EXPECT_EQ(seek(handle, 0xFFFFFFFF, kSeekBegin), 0xFFFFFFFFu);
-    EXPECT_EQ(os->get_last_error(), 0u);
-  }
-  close(fd);
-  EXPECT_EQ(os->get_std_handle(5), kInvalidHandle);
-}
-
-class PipeEnds : public ::testing::Test {
+class PipesOnPosix : public ::testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(pipe(ends_), 0); }
-  void TearDown() override {
-    for (const int end : ends_) {
-      if (end >= 0) close(end);
-    }
-  }
-  void close_end(int which) {
-    close(ends_[which]);
-    ends_[which] = -1;
-  }
-  int ends_[2] = {-1, -1};
+  [[nodiscard]] int reader() const { return static_cast<int>(ends_.reader.native()); }
+  [[nodiscard]] int writer() const { return static_cast<int>(ends_.writer.native()); }
+  Pipe ends_;
 };
 
-TEST_F(PipeEnds, PositioningFailsAndReadingGoesOnInOrder) {
-  ASSERT_EQ(write(ends_[1], "abcdef", 6), 6);
-  const Redirect input(0, ends_[0]);
-  Handle handle = os->get_std_handle(kStdInput);
-  std::int32_t high = 3;
-  EXPECT_EQ(os->set_file_pointer(handle, 0, &high, kSeekBegin), 0xFFFFFFFFu);
-  EXPECT_NE(os->get_last_error(), 0u);
-  EXPECT_EQ(high, 3);
-  EXPECT_EQ(read_some(handle, 2), "ab");
-  EXPECT_EQ(read_some(handle, 100), "cdef");  // what is there, without waiting for more
-}
-
-TEST_F(PipeEnds, ReadingEndsWithBrokenPipeWhenTheWriterHasClosed) {
-  close_end(1);
-  const Redirect input(0, ends_[0]);
-  std::uint32_t done = 99;
-  char byte = 0;
-  EXPECT_FALSE(os->read_file(os->get_std_handle(kStdInput), &byte, 1, &done, nullptr));
-  EXPECT_EQ(os->get_last_error(), kErrorBrokenPipe);
-  EXPECT_EQ(done, 0u);
-}
-
-TEST_F(PipeEnds, WaitsForDataOnADescriptorThatDoesNotBlock) {
-  ASSERT_EQ(fcntl(ends_[0], F_SETFL, O_NONBLOCK), 0);
-  const Redirect input(0, ends_[0]);
+TEST_F(PipesOnPosix, WaitsForDataOnADescriptorThatDoesNotBlock) {
+  ASSERT_EQ(fcntl(reader(), F_SETFL, O_NONBLOCK), 0);
+  const StdRedirect input(Standard::kInput, ends_.reader);
   std::thread writer([this] {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    ASSERT_EQ(write(ends_[1], "late", 4), 4);
+    ASSERT_EQ(write(writer(), "late", 4), 4);
   });
   EXPECT_EQ(read_some(os->get_std_handle(kStdInput), 10), "late");
   writer.join();
 }
 
-TEST_F(PipeEnds, WritesAllToASlowReaderOnADescriptorThatDoesNotBlock) {
-  ASSERT_EQ(fcntl(ends_[1], F_SETFL, O_NONBLOCK), 0);
-  const std::string text = test::pattern_bytes(300000);
+TEST_F(PipesOnPosix, WritesAllToASlowReaderOnADescriptorThatDoesNotBlock) {
+  ASSERT_EQ(fcntl(writer(), F_SETFL, O_NONBLOCK), 0);
+  const std::string text = pattern_bytes(300000);
   std::string got;
   std::thread reader([&] {
     char part[5000];
     while (got.size() < text.size()) {
-      const ssize_t n = read(ends_[0], part, sizeof part);
+      const ssize_t n = read(reader(), part, sizeof part);
       ASSERT_GT(n, 0);
       got.append(part, static_cast<std::size_t>(n));
     }
@@ -430,7 +151,7 @@ TEST_F(PipeEnds, WritesAllToASlowReaderOnADescriptorThatDoesNotBlock) {
   bool ok = false;
   std::uint32_t done = 0;
   {
-    const Redirect output(1, ends_[1]);
+    const StdRedirect output(Standard::kOutput, ends_.writer);
     ok = write_some(os->get_std_handle(kStdOutput), text, &done);
   }
   reader.join();
@@ -439,13 +160,13 @@ TEST_F(PipeEnds, WritesAllToASlowReaderOnADescriptorThatDoesNotBlock) {
   EXPECT_TRUE(got == text);
 }
 
-TEST_F(PipeEnds, WritingWithoutAReaderIsACodeAndNoSignal) {
-  close_end(0);
+TEST_F(PipesOnPosix, WritingWithoutAReaderIsACodeAndNoSignal) {
+  ends_.reader.close();
   bool ok = true;
   std::uint32_t done = 99;
   std::uint32_t code = 0;
   {
-    const Redirect output(1, ends_[1]);
+    const StdRedirect output(Standard::kOutput, ends_.writer);
     ok = write_some(os->get_std_handle(kStdOutput), "abc", &done);
     code = os->get_last_error();
   }
@@ -462,8 +183,8 @@ TEST_F(PipeEnds, WritingWithoutAReaderIsACodeAndNoSignal) {
   EXPECT_EQ(action.sa_handler, SIG_DFL);
 }
 
-TEST_F(PipeEnds, ASignalThatTheProgramHadPendingStaysPending) {
-  close_end(0);
+TEST_F(PipesOnPosix, ASignalThatTheProgramHadPendingStaysPending) {
+  ends_.reader.close();
   sigset_t pipe_only;
   sigset_t before;
   sigemptyset(&pipe_only);
@@ -472,7 +193,7 @@ TEST_F(PipeEnds, ASignalThatTheProgramHadPendingStaysPending) {
   raise(SIGPIPE);
   std::uint32_t done = 0;
   {
-    const Redirect output(1, ends_[1]);
+    const StdRedirect output(Standard::kOutput, ends_.writer);
     write_some(os->get_std_handle(kStdOutput), "abc", &done);
   }
   sigset_t pending;
@@ -484,4 +205,4 @@ TEST_F(PipeEnds, ASignalThatTheProgramHadPendingStaysPending) {
 }
 
 }  // namespace
-}  // namespace fsort
+}  // namespace fsort::test

@@ -17,7 +17,8 @@ TEST(FormatMessage, EndsEveryTextInALineEnd) {
   const std::uint32_t length = message(kErrorFileNotFound, text, sizeof text);
   const std::string got = text;
   EXPECT_EQ(got.size(), length);
-  EXPECT_EQ(got, "The system cannot find the file specified.\r\n");
+  EXPECT_GT(got.size(), 2u);
+  EXPECT_TRUE(got.ends_with("\r\n")) << got;
 }
 
 TEST(FormatMessage, KnowsEveryCodeThatTheEngineNames) {

@@ -3,8 +3,6 @@
 // The test fails at its end when a heap block, a file or an event is still alive.
 #pragma once
 
-#include <unistd.h>
-
 #include <array>
 #include <string>
 #include <utility>
@@ -16,6 +14,7 @@
 #include "stream/nt_error.h"
 #include "support/fault_os.h"
 #include "support/instance_fixture.h"
+#include "support/std_handles.h"
 #include "support/temp_folder.h"
 
 namespace fsort::test {
@@ -34,28 +33,6 @@ inline std::string shown(std::string path) {
 inline std::string with_system_text(const std::string& text, std::uint32_t code) {
   return text + ":\n" + ntstrerror(code) + "\n";
 }
-
-// Puts a descriptor in the place of standard input or output while it lives. -1 closes it.
-class StdRedirect {
- public:
-  StdRedirect(int standard, int descriptor) : standard_(standard), saved_(dup(standard)) {
-    if (descriptor < 0) {
-      close(standard);
-    } else {
-      dup2(descriptor, standard);
-    }
-  }
-  ~StdRedirect() {
-    dup2(saved_, standard_);
-    close(saved_);
-  }
-  StdRedirect(const StdRedirect&) = delete;
-  StdRedirect& operator=(const StdRedirect&) = delete;
-
- private:
-  int standard_;
-  int saved_;
-};
 
 class RecioTest : public InstanceFixture {
  protected:

@@ -1,5 +1,5 @@
 // Input files: names, size estimate, buffers, moving from file to file.
-#include <fcntl.h>
+#include <filesystem>
 
 #include "recio_fixture.h"
 
@@ -16,10 +16,12 @@ class RinTest : public RecioTest {
   }
 };
 
+const std::string kNullInput = std::string("<") + kNullDevice;
+
 class RinInit : public RinTest {};
 
 TEST_F(RinInit, ReadsStandardInputWhenNoInputIsNamed) {
-  const StdRedirect redirect(STDIN_FILENO, open(folder().make("in", "b\na\n").c_str(), O_RDONLY));
+  const StdRedirect redirect(Standard::kInput, OpenFile::to_read(folder().make("in", "b\na\n")));
   finit();
   set_up({});
   EXPECT_EQ(description().input_named, 0);
@@ -30,32 +32,27 @@ TEST_F(RinInit, ReadsStandardInputWhenNoInputIsNamed) {
 }
 
 TEST_F(RinInit, TakesBuffersOf1KbWhenEveryInputIsACharacterDevice) {
-  const StdRedirect redirect(STDIN_FILENO, open("/dev/null", O_RDONLY));
+  const StdRedirect redirect(Standard::kInput, OpenFile::to_read(kNullDevice));
   finit();
   set_up({});
   EXPECT_EQ(state().ibs, 1);
   EXPECT_EQ(description().input_size, 2048u);
   EXPECT_EQ(read_records(), Texts());
   EXPECT_EQ(status(), 0);
-  set_up({"</dev/null", "</dev/zero"});
+  set_up({kNullInput, kNullInput});
   EXPECT_EQ(state().ibs, 1);
   EXPECT_EQ(description().input_size, 4096u);
 }
 
 TEST_F(RinInit, TakesBuffersOf60KbWhenOneInputIsNoCharacterDevice) {
-  set_up({"</dev/null", input("in", "a\n")});
+  set_up({kNullInput, input("in", "a\n")});
   EXPECT_EQ(state().ibs, 60);
   EXPECT_EQ(description().input_size, 2050u);
   EXPECT_EQ(read_records(), Texts{"a\n"});
 }
 
 TEST_F(RinInit, ReadsAPipeAndCountsItAs10MiB) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  ASSERT_EQ(::write(ends[1], "b\na\nx", 5), 5);
-  close(ends[1]);
-  const StdRedirect redirect(STDIN_FILENO, ends[0]);
-  close(ends[0]);
+  const StdRedirect redirect(Standard::kInput, pipe_with("b\na\nx"));
   finit();
   set_up({"<-"});
   EXPECT_EQ(description().input_named, 1);
@@ -66,7 +63,7 @@ TEST_F(RinInit, ReadsAPipeAndCountsItAs10MiB) {
 }
 
 TEST_F(RinInit, TakesEveryNameThatBeginsWithAHyphenForStandardInput) {
-  const StdRedirect redirect(STDIN_FILENO, open(folder().make("in", "b\n").c_str(), O_RDONLY));
+  const StdRedirect redirect(Standard::kInput, OpenFile::to_read(folder().make("in", "b\n")));
   finit();
   set_up({"<-x"});
   EXPECT_EQ(rin_stream(), std_input());
@@ -74,14 +71,14 @@ TEST_F(RinInit, TakesEveryNameThatBeginsWithAHyphenForStandardInput) {
 }
 
 TEST_F(RinInit, ReadsFilesAndStandardInputInTheOrderNamed) {
-  const StdRedirect redirect(STDIN_FILENO, open(folder().make("std", "s\n").c_str(), O_RDONLY));
+  const StdRedirect redirect(Standard::kInput, OpenFile::to_read(folder().make("std", "s\n")));
   finit();
   set_up({input("f1", "a\n"), "<-", input("f2", "b\n")});
   EXPECT_EQ(read_records(), (Texts{"a\n", "s\n", "b\n"}));
 }
 
 TEST_F(RinInit, NeverCrashesOnAClosedStandardInput) {
-  const StdRedirect redirect(STDIN_FILENO, -1);
+  const StdRedirect redirect(Standard::kInput, OpenFile());
   finit();
   set_up({"<-"});
   EXPECT_EQ(read_records(), Texts());
@@ -362,7 +359,7 @@ TEST_F(NextFile, ReportsTheLastFileWhenItCannotBeClosed) {
 
 TEST_F(NextFile, ReportsAFileThatWentAwaySinceItWasCounted) {
   set_up({input("f1", "a\n"), input("f2", "b\n")});
-  ASSERT_EQ(unlink(folder().path("f2").c_str()), 0);
+  ASSERT_TRUE(std::filesystem::remove(folder().path("f2")));
   EXPECT_EQ(read_records(), Texts{"a\n"});
   EXPECT_EQ(status(), 1);
   EXPECT_EQ(shown_texts(),

@@ -1,5 +1,4 @@
 // Record output: options, writing, the end of the output, late failures.
-#include <fcntl.h>
 
 #include "recio_fixture.h"
 
@@ -239,10 +238,9 @@ TEST_F(RoutWrite, MovesTheStreamAsAWriteDoesWhenTheRecordFitsTheBuffer) {
 }
 
 TEST_F(RoutWrite, FlushesStandardOutputAndNeverClosesIt) {
-  const int file = open(folder().path("std").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0666);
   std::fflush(stdout);
   {
-    const StdRedirect redirect(STDOUT_FILENO, file);
+    const StdRedirect redirect(Standard::kOutput, OpenFile::to_write(folder().path("std")));
     finit();
     set_up({});
     ASSERT_EQ(write("b\n"), 0);
@@ -251,40 +249,33 @@ TEST_F(RoutWrite, FlushesStandardOutputAndNeverClosesIt) {
     EXPECT_EQ(state().output, std_output());
     ASSERT_EQ(write("c\n"), 0);
     ASSERT_EQ(end_output(), 0);
-    EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), 0);
+    EXPECT_TRUE(is_std_open(Standard::kOutput));
   }
-  close(file);
   EXPECT_EQ(folder().content("std"), "b\nc\n");
 }
 
 TEST_F(RoutWrite, WritesIntoAPipe) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
+  const Pipe pipe;
   std::fflush(stdout);
   {
-    const StdRedirect redirect(STDOUT_FILENO, ends[1]);
+    const StdRedirect redirect(Standard::kOutput, pipe.writer);
     finit();
     set_up({});
     ASSERT_EQ(write("b\n"), 0);
     ASSERT_EQ(write("a\n"), 0);
     ASSERT_EQ(end_output(), 0);
   }
-  close(ends[1]);
-  char bytes[8];
-  ASSERT_EQ(::read(ends[0], bytes, sizeof bytes), 4);
-  EXPECT_EQ(std::string(bytes, 4), "b\na\n");
-  close(ends[0]);
+  EXPECT_EQ(pipe.reader.read(8), "b\na\n");
 }
 
 TEST_F(RoutWrite, ReportsAPipeWhoseReaderHasClosed) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
+  Pipe pipe;
   std::fflush(stdout);
   std::int32_t status = 0;
   {
-    const StdRedirect redirect(STDOUT_FILENO, ends[1]);
-    close(ends[1]);
-    close(ends[0]);
+    const StdRedirect redirect(Standard::kOutput, pipe.writer);
+    pipe.writer.close();
+    pipe.reader.close();
     finit();
     set_up({});
     EXPECT_EQ(write("b\n"), 0);
@@ -321,7 +312,8 @@ TEST_F(RoutWrite, ReportsAFileInUseAndLeavesItsContent) {
 }
 
 TEST_F(RoutWrite, ReportsAFullDeviceAtTheEndOfASmallOutput) {
-  set_up({">/dev/full"});
+  faults().limit_disk(0);
+  set_up({out_argument()});
   EXPECT_EQ(write("a\n"), 0);
   EXPECT_EQ(write("b\n"), 0);
   EXPECT_EQ(write("c\n"), 0);

@@ -1,9 +1,7 @@
 // The lowest layer: open, position, one request, waiting.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstring>
 
+#include "support/std_handles.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -27,28 +25,6 @@ class Aio : public StreamFixture {
     return {reinterpret_cast<const char*>(area_), static_cast<std::size_t>(b.count)};
   }
   std::uint8_t area_[64] = {};
-};
-
-// Puts a pipe's reading end in the place of standard input; the writing end is `writer`.
-class PipeInput {
- public:
-  explicit PipeInput(const std::string& content) : saved_(dup(0)) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    dup2(ends[0], 0);
-    close(ends[0]);
-    EXPECT_EQ(write(ends[1], content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    close(ends[1]);
-  }
-  ~PipeInput() {
-    dup2(saved_, 0);
-    close(saved_);
-  }
-  PipeInput(const PipeInput&) = delete;
-  PipeInput& operator=(const PipeInput&) = delete;
-
- private:
-  int saved_;
 };
 
 TEST_F(Aio, NtInitIsTrueOnTheNtFamilyOnly) {
@@ -186,7 +162,7 @@ TEST_F(Aio, ReadingPastTheEndYieldsNothingAndIsNoError) {
 }
 
 TEST_F(Aio, APipeWhoseWriterHasClosedEndsTheDataWithoutAnError) {
-  const PipeInput input("abcdef");
+  const StdRedirect input(Standard::kInput, pipe_with("abcdef"));
   Handle handle = os->get_std_handle(kStdInput);
   // The offset cannot be reached: the transfer goes on in order.
   IoBuffer b = request(handle, 1000, 4, 0);

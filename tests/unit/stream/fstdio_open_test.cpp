@@ -1,7 +1,7 @@
 // Opening, closing, lengths.
-#include <sys/stat.h>
-#include <unistd.h>
+#include <filesystem>
 
+#include "support/std_handles.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -286,19 +286,17 @@ TEST_F(FileLength, IsTheEndOfADiskFileAndKeepsThePointer) {
 }
 
 TEST_F(FileLength, IsTheLargestValueForDevicesPipesAndNothing) {
-  Handle device = nt_open("/dev/null", kOpenRead, kOpenExisting);
+  Handle device = nt_open(kNullDevice, kOpenRead, kOpenExisting);
   EXPECT_EQ(filelength(device), kUnknownLength);
   nt_close(device);
-  ASSERT_EQ(mkfifo(folder_.path("p").c_str(), 0666), 0);
-  Handle pipe = nt_open(folder_.path("p").c_str(), kOpenUpdate, kOpenExisting);
-  EXPECT_EQ(filelength(pipe), kUnknownLength);
-  nt_close(pipe);
+  const StdRedirect input(Standard::kInput, pipe_with("abc"));
+  EXPECT_EQ(filelength(os->get_std_handle(kStdInput)), kUnknownLength);
   EXPECT_EQ(filelength(nullptr), kUnknownLength);
 }
 
 TEST_F(FileLength, GoesByTheCodeNotByTheValue) {
   const std::string name = folder_.make("f", "");
-  ASSERT_EQ(truncate(name.c_str(), 0xFFFFFFFF), 0);
+  std::filesystem::resize_file(name, 0xFFFFFFFF);
   Handle file = nt_open(name.c_str(), kOpenRead, kOpenExisting);
   EXPECT_EQ(filelength(file), 0xFFFFFFFFu);
   faults().fail(OsCall::kSeek, 2, kErrorInvalidParameter);

@@ -1,7 +1,8 @@
 // Standard input, output and error.
-#include <fcntl.h>
-#include <unistd.h>
+#include <array>
+#include <optional>
 
+#include "support/std_handles.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -9,43 +10,28 @@ namespace {
 
 class StdStreams : public StreamFixture {
  protected:
-  void SetUp() override {
-    for (int fd = 0; fd < 3; ++fd) saved_[fd] = dup(fd);
-    StreamFixture::SetUp();
-  }
   void TearDown() override {
     StreamFixture::TearDown();
     give_back();
   }
   void give_back() {
-    for (int fd = 0; fd < 3; ++fd) {
-      if (saved_[fd] < 0) continue;
-      dup2(saved_[fd], fd);
-      close(saved_[fd]);
-      saved_[fd] = -1;
-    }
+    for (auto& redirect : redirects_) redirect.reset();
   }
-  // Puts a file in the place of a standard descriptor.
-  static void redirect(int fd, const std::string& name, int flags) {
-    const int file = open(name.c_str(), flags, 0666);
-    ASSERT_GE(file, 0);
-    dup2(file, fd);
-    close(file);
+  void redirect(Standard which, const OpenFile& target) {
+    redirects_[static_cast<std::size_t>(which)].emplace(which, target);
   }
-  static void redirect_to_pipe(const std::string& content) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    dup2(ends[0], 0);
-    close(ends[0]);
-    close(ends[1]);
+  // Puts the null device in the place of input and output.
+  void redirect_to_nothing() {
+    redirect(Standard::kInput, OpenFile::to_read(kNullDevice));
+    redirect(Standard::kOutput, OpenFile::to_write(kNullDevice));
   }
-  int saved_[3] = {-1, -1, -1};
+
+ private:
+  std::array<std::optional<StdRedirect>, 3> redirects_;
 };
 
 TEST_F(StdStreams, StartAsTheirDirectionsSay) {
-  redirect(0, "/dev/null", O_RDONLY);
-  redirect(1, "/dev/null", O_WRONLY);
+  redirect_to_nothing();
   finit();
   EXPECT_EQ(std_input()->flags, 0x4u);
   EXPECT_EQ(std_output()->flags, 0x2u);
@@ -66,7 +52,7 @@ TEST_F(StdStreams, StartAsTheirDirectionsSay) {
 
 TEST_F(StdStreams, InputReadsAPipeToItsEndWithUnknownLengthAndEveryTransferAtOffsetZero) {
   const std::string data = pattern_bytes(20000);
-  redirect_to_pipe(data);
+  redirect(Standard::kInput, pipe_with(data));
   finit();
   Stream* s = std_input();
   EXPECT_EQ(s->left, kUnknownLength);
@@ -81,22 +67,21 @@ TEST_F(StdStreams, InputReadsAPipeToItsEndWithUnknownLengthAndEveryTransferAtOff
 
 TEST_F(StdStreams, InputReadsARedirectedFileFromItsStart) {
   const std::string data = pattern_bytes(20000);
-  redirect(0, folder_.make("f", data), O_RDONLY);
-  ::lseek(0, 500, SEEK_SET);
+  redirect(Standard::kInput, OpenFile::to_read(folder_.make("f", data)).move_to(500));
   finit();
   EXPECT_EQ(std_input()->left, 20000u);
   EXPECT_TRUE(read_all(std_input()) == data);
 }
 
 TEST_F(StdStreams, InputOfADeviceThatIsEmptyIsAtItsEnd) {
-  redirect(0, "/dev/null", O_RDONLY);
+  redirect(Standard::kInput, OpenFile::to_read(kNullDevice));
   finit();
   EXPECT_EQ(fcnt(std_input()), 0u);
   EXPECT_EQ(std_input()->flags & (kStreamEof | kStreamError), kStreamEof);
 }
 
 TEST_F(StdStreams, InputThatIsClosedGivesNothingAndNoEnd) {
-  close(0);
+  redirect(Standard::kInput, OpenFile());
   finit();
   EXPECT_EQ(instance().stream.std_handles[0], nullptr);
   EXPECT_EQ(std_input()->left, kUnknownLength);
@@ -106,8 +91,7 @@ TEST_F(StdStreams, InputThatIsClosedGivesNothingAndNoEnd) {
 }
 
 TEST_F(StdStreams, OutputOfARedirectedFileStartsAtItsStart) {
-  redirect(1, folder_.make("f", "0123456789"), O_WRONLY);
-  ::lseek(1, 5, SEEK_SET);
+  redirect(Standard::kOutput, OpenFile::to_write(folder_.make("f", "0123456789")).move_to(5));
   finit();
   EXPECT_EQ(fstdio_fputs("abc", std_output()), 0);
   EXPECT_EQ(fstdio_fflush(std_output()), 0);
@@ -116,13 +100,13 @@ TEST_F(StdStreams, OutputOfARedirectedFileStartsAtItsStart) {
 }
 
 TEST_F(StdStreams, OutputIsFlushedAtTheEndAndOnlyMarkedClosed) {
-  redirect(1, folder_.path("f"), O_WRONLY | O_CREAT);
+  redirect(Standard::kOutput, OpenFile::to_write(folder_.path("f")));
   finit();
   fstdio_fputs("abc", std_output());
   fwindup();
   EXPECT_EQ(std_output()->flags, 0u);
   EXPECT_EQ(std_input()->flags, 0u);
-  EXPECT_EQ(write(1, "def", 3), 3);  // the descriptor is still open
+  write_std(Standard::kOutput, "def");  // it is still open
   fwindup();
   give_back();
   EXPECT_EQ(folder_.content("f"), "abcdef");
@@ -134,11 +118,11 @@ TEST_F(StdStreams, AStreamOnAStandardHandleIsNotClosed) {
   s.handle = instance().stream.std_handles[1];
   EXPECT_EQ(fstdio_fclose(&s), 0);
   EXPECT_EQ(s.flags, 0u);
-  EXPECT_EQ(fcntl(1, F_GETFD) == -1, false);
+  EXPECT_TRUE(is_std_open(Standard::kOutput));
 }
 
 TEST_F(StdStreams, ErrorWritesEveryTextAtOnceAndNeedsNoMemory) {
-  redirect(2, folder_.path("f"), O_WRONLY | O_CREAT);
+  redirect(Standard::kError, OpenFile::to_write(folder_.path("f")));
   finit();
   faults().fail(OsCall::kHeapAlloc, 1, kErrorNotEnoughMemory, Lasting::kForGood);
   const std::string longer(400, 'x');

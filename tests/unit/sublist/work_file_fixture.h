@@ -105,6 +105,11 @@ class WorkFiles : public EngineFixture {
     for (const std::uint8_t* r = bin.head; r != nullptr; r = record_next(r)) texts.push_back(text_of(r));
     return texts;
   }
+  // Writes one record to the bin's run.
+  static void write_one(SublistArray* array, std::uint16_t bin, const std::string& text) {
+    push(array, bin, text);
+    sublist_write(0, array, bin);
+  }
   // Everything the bin still yields.
   static Texts read_bin(SublistArray* array, std::uint16_t bin) {
     Texts texts;
@@ -117,6 +122,9 @@ class WorkFiles : public EngineFixture {
     std::string name = mk_name(state(), number);
     std::replace(name.begin(), name.end(), '\\', '/');
     return name;
+  }
+  [[nodiscard]] std::string name_of(std::uint32_t number) {
+    return std::filesystem::path(path_of(number)).filename().string();
   }
   [[nodiscard]] std::string content_of(std::uint32_t number) {
     return folder_.content(std::filesystem::path(path_of(number)).filename().string());
