@@ -2,6 +2,7 @@
 #include <cstring>
 #include <vector>
 
+#include "support/open_to_others.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -239,6 +240,7 @@ TEST_F(FstdioPutc, FlushesWhenTheBufferIsFull) {
 }
 
 TEST_F(FstdioPutc, FlushesEveryLineOfAStreamThatAsksForIt) {
+  const OpenToOthers looking;
   Stream* s = writing();
   s->flags |= kStreamFlushLines;
   fstdio_fputc('a', s);
@@ -263,6 +265,7 @@ TEST_F(FstdioPutc, FailsWithTheFlushAndWithoutMemory) {
 using FstdioPuts = FstdioBytes;
 
 TEST_F(FstdioPuts, WritesTheTextWithoutItsEndAndFlushesWhereAsked) {
+  const OpenToOthers looking;
   Stream* s = writing();
   EXPECT_EQ(fstdio_fputs("abc", s), 0);
   EXPECT_EQ(fstdio_fputs("", s), 0);

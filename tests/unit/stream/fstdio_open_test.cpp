@@ -1,6 +1,7 @@
 // Opening, closing, lengths.
 #include <filesystem>
 
+#include "support/open_to_others.h"
 #include "support/std_handles.h"
 #include "unit/stream/stream_fixture.h"
 
@@ -307,6 +308,7 @@ TEST_F(FileLength, GoesByTheCodeNotByTheValue) {
 using FsetEof = FstdioOpen;
 
 TEST_F(FsetEof, RoundsUpToSectorsForAnUnbufferedStreamAndKeepsTheFilePointer) {
+  const OpenToOthers looking;
   Stream* s = fstdio_fopen(folder_.path("f").c_str(), "wbtua");
   lseek(s->handle, 77, 0);
   EXPECT_EQ(fseteof(s, 513), 1024);
@@ -318,6 +320,7 @@ TEST_F(FsetEof, RoundsUpToSectorsForAnUnbufferedStreamAndKeepsTheFilePointer) {
 }
 
 TEST_F(FsetEof, IsExactForABufferedStreamAndReportsAFailure) {
+  const OpenToOthers looking;
   Stream* s = fstdio_fopen(folder_.path("f").c_str(), "w");
   EXPECT_EQ(fseteof(s, 513), 513);
   EXPECT_EQ(folder_.content("f").size(), 513u);

@@ -1,4 +1,5 @@
 // Positioning.
+#include "support/open_to_others.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -142,6 +143,7 @@ TEST_F(FstdioSeek, WhileReadsAreInFlightWaitsForThemBeforeTheirBuffersAreUsedAga
 }
 
 TEST_F(FstdioSeek, OnAWritingStreamOnlyFlushes) {
+  const OpenToOthers looking;
   Stream* s = open_with(folder_.path("g"), "w");
   fstdio_fputs("abc", s);
   fstdio_fseek(s, 100000, 0);

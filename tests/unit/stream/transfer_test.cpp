@@ -1,6 +1,7 @@
 // Whole buffers: read-ahead, refill, write-behind, take-back, sectors.
 #include <filesystem>
 
+#include "support/open_to_others.h"
 #include "unit/stream/stream_fixture.h"
 
 namespace fsort::test {
@@ -149,6 +150,7 @@ TEST_F(Transfer, ReadingFromAMissingHandleFailsAndReadsNothing) {
 }
 
 TEST_F(Transfer, AFileThatIsCutWhileItIsReadEndsThere) {
+  const OpenToOthers looking;
   for (const char* mode : {"r", "rbrua"}) {
     for (const std::size_t rest : {0u, 100u, 512u, 600u, 1024u, 1300u}) {
       const std::string data = pattern_bytes(5000);
@@ -253,6 +255,7 @@ TEST_F(Transfer, FlushingNothingOrWithoutBuffersIsNoTransfer) {
 }
 
 TEST_F(Transfer, AStreamOpenedForBothKeepsTheLengthOfAnExistingFile) {
+  const OpenToOthers looking;
   Stream* s = open_with(folder_.make("f", pattern_bytes(3000)), "r+", 512, 2);
   fstdio_fputs("hello", s);
   EXPECT_EQ(fstdio_fflush(s), 0);
