@@ -120,30 +120,30 @@ TEST(WriteFileOnPosix, FailsWithDiskFullWhereThereIsNoRoom) {
 
 class PipesOnPosix : public ::testing::Test {
  protected:
-  [[nodiscard]] int reader() const { return static_cast<int>(ends_.reader.native()); }
-  [[nodiscard]] int writer() const { return static_cast<int>(ends_.writer.native()); }
+  [[nodiscard]] int reader_fd() const { return static_cast<int>(ends_.reader.native()); }
+  [[nodiscard]] int writer_fd() const { return static_cast<int>(ends_.writer.native()); }
   Pipe ends_;
 };
 
 TEST_F(PipesOnPosix, WaitsForDataOnADescriptorThatDoesNotBlock) {
-  ASSERT_EQ(fcntl(reader(), F_SETFL, O_NONBLOCK), 0);
+  ASSERT_EQ(fcntl(reader_fd(), F_SETFL, O_NONBLOCK), 0);
   const StdRedirect input(Standard::kInput, ends_.reader);
   std::thread writer([this] {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    ASSERT_EQ(write(writer(), "late", 4), 4);
+    ASSERT_EQ(write(writer_fd(), "late", 4), 4);
   });
   EXPECT_EQ(read_some(os->get_std_handle(kStdInput), 10), "late");
   writer.join();
 }
 
 TEST_F(PipesOnPosix, WritesAllToASlowReaderOnADescriptorThatDoesNotBlock) {
-  ASSERT_EQ(fcntl(writer(), F_SETFL, O_NONBLOCK), 0);
+  ASSERT_EQ(fcntl(writer_fd(), F_SETFL, O_NONBLOCK), 0);
   const std::string text = pattern_bytes(300000);
   std::string got;
   std::thread reader([&] {
     char part[5000];
     while (got.size() < text.size()) {
-      const ssize_t n = read(reader(), part, sizeof part);
+      const ssize_t n = read(reader_fd(), part, sizeof part);
       ASSERT_GT(n, 0);
       got.append(part, static_cast<std::size_t>(n));
     }
