@@ -1,16 +1,23 @@
 // Proves the result of a sort without the engine: the output holds exactly the records of the input, in
 // order.
 //
-//   record_check --in FILE --out FILE [--record BYTES | --variable] [--unique] KEY...
+//   record_check --in FILE --out FILE [--record BYTES | --variable | --counted] [--unique] KEY...
+//   record_check --expect COUNT:CHECKSUM --out FILE ...
 //
-//   --record    records of so many bytes; without it and --variable, text lines
+//   --record    records of so many bytes; without it, --variable and --counted, text lines
 //   --variable  records that begin with two bytes which count the rest, low byte first
+//   --counted   records that begin with one byte which counts the rest
 //   --unique    the output holds one record of each set of records with equal keys
+//   --expect    the count and checksum that an earlier proof printed: stands for the same input, or for the
+//               output that was proved
 //   KEY   bytes                 the whole record, byte values, without the line break
 //         reversed              the same from the last byte to the first
 //         columns:A:B           bytes A (from 0) to B, or to the end of a record that has less
 //         text:D:N              field N (from 0) of a record with delimiter D, byte values; "tab" is a
-//         delimiter number:D:N            the same field as a number a KEY may end in ",desc"
+//                               delimiter
+//         fold:D:N              the same field, upper and lower case of ASCII alike
+//         number:D:N            the same field as a number
+//         a KEY may end in ",desc"
 //
 // "The same records" is proved by their count and by two sums over a 64-bit hash of each record, one with
 // carry and one without, which do not depend on the order; "in order" by comparing each record with the one
@@ -36,7 +43,7 @@
 
 namespace {
 
-enum class KeyKind { kBytes, kReversed, kColumns, kText, kNumber };
+enum class KeyKind { kBytes, kReversed, kColumns, kText, kFolded, kNumber };
 
 struct Key {
   KeyKind kind = KeyKind::kBytes;
@@ -47,20 +54,22 @@ struct Key {
   bool descending = false;
 };
 
-struct Options {
-  std::string in;
-  std::string out;
-  std::size_t record_bytes = 0;  // 0: text lines
-  bool variable = false;
-  bool unique = false;
-  std::vector<Key> keys;
-};
-
 struct Fingerprint {
   std::uint64_t count = 0;
   std::uint64_t sum = 0;
   std::uint64_t parity = 0;
   bool operator==(const Fingerprint&) const = default;
+};
+
+struct Options {
+  std::string in;
+  std::string out;
+  std::size_t record_bytes = 0;  // 0: text lines, or records with a length in front
+  std::size_t length_bytes = 0;  // of the length in front; 0: none
+  bool unique = false;
+  bool expects = false;
+  Fingerprint expected;
+  std::vector<Key> keys;
 };
 
 Key parse_key(std::string text) {
@@ -88,12 +97,22 @@ Key parse_key(std::string text) {
     key.last = number;
     return key;
   }
-  if (kind != "text" && kind != "number") throw std::runtime_error("no such key: " + original);
+  if (kind != "text" && kind != "number" && kind != "fold")
+    throw std::runtime_error("no such key: " + original);
   if (middle.size() != 1 && middle != "tab") throw std::runtime_error("no such delimiter: " + original);
-  key.kind = kind == "text" ? KeyKind::kText : KeyKind::kNumber;
+  key.kind = kind == "text" ? KeyKind::kText : (kind == "fold" ? KeyKind::kFolded : KeyKind::kNumber);
   key.delimiter = middle == "tab" ? '\t' : middle[0];
   key.field = number;
   return key;
+}
+
+Fingerprint parse_expected(const std::string& text) {
+  Fingerprint result;
+  if (std::sscanf(text.c_str(), "%" SCNu64 ":%" SCNx64 "-%" SCNx64, &result.count, &result.sum,
+                  &result.parity) != 3) {
+    throw std::runtime_error("--expect needs COUNT:CHECKSUM");
+  }
+  return result;
 }
 
 Options parse_options(int argc, char** argv) {
@@ -111,14 +130,21 @@ Options parse_options(int argc, char** argv) {
     } else if (argument == "--record") {
       options.record_bytes = std::strtoul(operand().c_str(), nullptr, 10);
     } else if (argument == "--variable") {
-      options.variable = true;
+      options.length_bytes = 2;
+    } else if (argument == "--counted") {
+      options.length_bytes = 1;
+    } else if (argument == "--expect") {
+      options.expected = parse_expected(operand());
+      options.expects = true;
     } else if (argument == "--unique") {
       options.unique = true;
     } else {
       options.keys.push_back(parse_key(argument));
     }
   }
-  if (options.in.empty() || options.out.empty()) throw std::runtime_error("--in and --out are needed");
+  if (options.in.empty() == !options.expects || options.out.empty()) {
+    throw std::runtime_error("--out and either --in or --expect are needed");
+  }
   if (options.keys.empty()) throw std::runtime_error("a key is needed");
   return options;
 }
@@ -158,9 +184,12 @@ class Records {
   bool next(std::string_view& record) {
     if (rest_.empty()) return false;
     std::size_t length = options_.record_bytes;
-    if (options_.variable) {
-      if (rest_.size() < 2) throw std::runtime_error("a variable record is cut");
-      length = 2 + static_cast<unsigned char>(rest_[0]) + 256u * static_cast<unsigned char>(rest_[1]);
+    if (options_.length_bytes != 0) {
+      length = options_.length_bytes;
+      if (rest_.size() < length) throw std::runtime_error("a variable record is cut");
+      for (std::size_t i = 0; i < options_.length_bytes; ++i) {
+        length += std::size_t{static_cast<unsigned char>(rest_[i])} << (8 * i);
+      }
     } else if (length == 0) {
       const std::size_t line_end = rest_.find('\n');
       length = line_end == std::string_view::npos ? rest_.size() : line_end + 1;
@@ -233,6 +262,15 @@ int compare_reversed(std::string_view a, std::string_view b) {
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+int compare_folded(std::string_view a, std::string_view b) {
+  for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
+    if (upper(a[i]) != upper(b[i])) return upper(a[i]) < upper(b[i]) ? -1 : 1;
+  }
+  return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
 int compare_numbers(double x, double y) { return x < y ? -1 : (x > y ? 1 : 0); }
 
 int compare_key(const Key& key, std::string_view a, std::string_view b) {
@@ -245,6 +283,8 @@ int compare_key(const Key& key, std::string_view a, std::string_view b) {
       return columns_of(a, key).compare(columns_of(b, key));
     case KeyKind::kText:
       return field_of(a, key.delimiter, key.field).compare(field_of(b, key.delimiter, key.field));
+    case KeyKind::kFolded:
+      return compare_folded(field_of(a, key.delimiter, key.field), field_of(b, key.delimiter, key.field));
     case KeyKind::kNumber:
       return compare_numbers(number_of(a, key), number_of(b, key));
   }
@@ -264,9 +304,14 @@ std::uint64_t hash_of_keys(const std::vector<Key>& keys, std::string_view record
   std::uint64_t hash = 0;
   for (const Key& key : keys) {
     std::string_view part = record;
+    std::string folded;
     double number = 0;
     if (key.kind == KeyKind::kColumns) part = columns_of(record, key);
     if (key.kind == KeyKind::kText) part = field_of(record, key.delimiter, key.field);
+    if (key.kind == KeyKind::kFolded) {
+      for (const char c : field_of(record, key.delimiter, key.field)) folded += upper(c);
+      part = folded;
+    }
     if (key.kind == KeyKind::kNumber) {
       number = number_of(record, key) + 0.0;  // -0 becomes 0
       part = {reinterpret_cast<const char*>(&number), sizeof number};
@@ -277,7 +322,7 @@ std::uint64_t hash_of_keys(const std::vector<Key>& keys, std::string_view record
 }
 
 std::string_view without_break(std::string_view record, const Options& options) {
-  if (options.record_bytes == 0 && !options.variable && !record.empty() && record.back() == '\n') {
+  if (options.record_bytes == 0 && options.length_bytes == 0 && !record.empty() && record.back() == '\n') {
     record.remove_suffix(1);
   }
   return record;
@@ -291,10 +336,34 @@ struct Findings {
   bool complete = true;  // the output holds what it should of the input
 };
 
-// Goes through the output. For --unique, `records` and `keys` are what the input holds.
-void check_output(const Options& options, std::string_view bytes, Findings& found,
-                  const std::unordered_set<std::uint64_t>& records, std::size_t keys) {
-  Records output(bytes, options);
+// What the input holds, when it is there to be looked at. For --unique also its records and keys.
+struct Input {
+  std::unordered_set<std::uint64_t> records;
+  std::unordered_set<std::uint64_t> keys;
+};
+
+void read_input(const Options& options, Findings& found, Input& held) {
+  if (options.expects) {
+    found.before = options.expected;
+    return;
+  }
+  const MappedFile in(options.in);
+  Records input(in.bytes(), options);
+  std::string_view record;
+  while (input.next(record)) {
+    const std::uint64_t hash = hash_of(record);
+    add_record(found.before, hash);
+    if (options.unique) {
+      held.records.insert(hash);
+      held.keys.insert(hash_of_keys(options.keys, without_break(record, options)));
+    }
+  }
+}
+
+void check_output(const Options& options, Findings& found, const Input& held) {
+  const bool subset = options.unique && !options.expects;  // a part of the input, not all of it
+  const MappedFile out(options.out);
+  Records output(out.bytes(), options);
   std::string_view record;
   std::string_view previous;
   while (output.next(record)) {
@@ -307,40 +376,26 @@ void check_output(const Options& options, std::string_view bytes, Findings& foun
         found.disorder = found.after.count;
       }
     }
-    if (options.unique && records.count(hash) == 0) found.complete = false;
+    if (subset && held.records.count(hash) == 0) found.complete = false;
     add_record(found.after, hash);
     previous = text;
   }
-  if (options.unique) {
-    if (found.after.count != keys) found.complete = false;
-  } else if (!(found.before == found.after)) {
-    found.complete = false;
-  }
+  if (subset ? found.after.count != held.keys.size() : !(found.before == found.after)) found.complete = false;
 }
 
 int check(const Options& options) {
-  const MappedFile in(options.in);
-  const MappedFile out(options.out);
   Findings found;
-  std::unordered_set<std::uint64_t> records;
-  std::unordered_set<std::uint64_t> keys;
-  Records input(in.bytes(), options);
-  std::string_view record;
-  while (input.next(record)) {
-    const std::uint64_t hash = hash_of(record);
-    add_record(found.before, hash);
-    if (options.unique) {
-      records.insert(hash);
-      keys.insert(hash_of_keys(options.keys, without_break(record, options)));
-    }
-  }
-  check_output(options, out.bytes(), found, records, keys.size());
+  Input held;
+  read_input(options, found, held);
+  check_output(options, found, held);
   const bool good = found.ordered && found.complete;
-  std::printf("%s  %" PRIu64 " records in, %" PRIu64 " out; ", good ? "PROVED" : "WRONG", found.before.count,
-              found.after.count);
-  if (options.unique) {
-    std::printf("%zu different keys in the input, %s; ", keys.size(),
-                found.complete ? "one record of each in the output" : "THE OUTPUT HOLDS SOMETHING ELSE");
+  std::printf("%s  %" PRIu64 " records %s, %" PRIu64 " out; ", good ? "PROVED" : "WRONG", found.before.count,
+              options.expects ? "expected" : "in", found.after.count);
+  if (options.unique && !options.expects) {
+    std::printf("%zu different keys in the input, %s, checksum %016" PRIx64 "-%016" PRIx64 "; ",
+                held.keys.size(),
+                found.complete ? "one record of each in the output" : "THE OUTPUT HOLDS SOMETHING ELSE",
+                found.after.sum, found.after.parity);
   } else {
     std::printf("checksum %016" PRIx64 "-%016" PRIx64 " %s %016" PRIx64 "-%016" PRIx64 "; ", found.before.sum,
                 found.before.parity, found.complete ? "=" : "IS NOT", found.after.sum, found.after.parity);
