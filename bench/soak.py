@@ -13,7 +13,8 @@
 
 --scale makes inputs and memory smaller by a factor. --only runs the rows whose name contains the words. Results are
 kept beside the data, so that the report can be made from several runs; a row that is run again replaces its result.
-How it measures is said in bench/soak_measure.py. Exit status 1 when a row is wrong or a promise is broken."""
+How it measures is said in bench/process.py and bench/soak_measure.py. Exit status 1 when a row is wrong or a promise
+is broken."""
 
 import argparse
 import json
@@ -27,6 +28,7 @@ import sys
 import time
 from dataclasses import dataclass, field
 
+import process
 import soak_measure
 from machine import first_line, machine
 
@@ -141,7 +143,7 @@ class Soak:
         self.output.unlink(missing_ok=True)
         command = self.command(memory, case.options + case.keys)
         with soak_measure.Watch(self.spill) as watch:
-            run = soak_measure.run(command, self.messages)
+            run = process.run(command, self.messages)
         left = len(os.listdir(self.spill))
         limit = memory * 1024 + BUFFERS * BUFFER_KB * 1024 + SLACK
         row = {"records": records, "size": size, "memory_kb": memory, "limit": limit, "peak": run.peak,
@@ -180,27 +182,27 @@ class Soak:
 
     # --- cost ----------------------------------------------------------------------------------------------
 
-    def side(self, side, memory, core):
+    def side(self, side, memory, cores):
         self.fresh_spill()
         self.output.unlink(missing_ok=True)
         os.sync()
         if side == "tool":
-            return soak_measure.run(self.command(memory, []), self.messages, core=core)
+            return process.run(self.command(memory, []), self.messages, cores=cores)
         command = ["sort", "--parallel=1", "-S", f"{memory}K", "-T", str(self.spill), "-o", str(self.output),
                    str(self.input)]
-        return soak_measure.run(command, self.messages, env={"LC_ALL": "C"}, core=core)
+        return process.run(command, self.messages, env={"LC_ALL": "C"}, cores=cores)
 
     def cost(self, share):
         records = max(1000, int(self.args.cost_records * self.args.scale))
         size = self.make_input("lines", records, 100)
         memory = size // share // 1024
-        core = max(os.sched_getaffinity(0))
+        cores = {max(os.sched_getaffinity(0))}
         runs = {"tool": [], "peer": []}
         good = True
         proof = ""
         for pair in range(self.args.pairs):
             for side in (("tool", "peer") if pair % 2 == 0 else ("peer", "tool")):
-                run = self.side(side, memory, core)
+                run = self.side(side, memory, cores)
                 if run.status != 0:
                     self.fault(f"cost 1/{share}: {side} ended with {run.status}: {run.messages.strip()}")
                     return
@@ -231,7 +233,7 @@ class Soak:
         """Runs all commands at once; `outputs` are pairs of input and output to prove."""
         self.fresh_spill()
         with soak_measure.Watch(self.spill) as watch:
-            soak_measure.run(commands[0], self.messages, fixed_addresses=True)
+            process.run(commands[0], self.messages, fixed_addresses=True)
         # Names that the sorts are about to want, taken by somebody else.
         foreign = {}
         for stem in sorted({name.split(".")[0] for name in watch.names}):
@@ -241,9 +243,9 @@ class Soak:
                 foreign[path] = path.read_bytes()
         started = time.perf_counter()
         with soak_measure.Watch(self.spill) as watch:
-            pids = [soak_measure.start(command, f"{self.messages}.{i}", fixed_addresses=True)
+            pids = [process.start(command, f"{self.messages}.{i}", fixed_addresses=True)
                     for i, command in enumerate(commands)]
-            ended = [soak_measure.finish(pid, started, f"{self.messages}.{i}") for i, pid in enumerate(pids)]
+            ended = [process.finish(pid, started, f"{self.messages}.{i}") for i, pid in enumerate(pids)]
         wall = time.perf_counter() - started
         for i in range(len(commands)):
             os.unlink(f"{self.messages}.{i}")
@@ -384,7 +386,7 @@ def report(soak):
     whens = sorted(row["when"] for row in every)
     loads = sorted(row["load"] for row in every)
     lines = ["# Soak", "", "Written by `scripts/soak`; what is run is said at the top of `bench/soak.py`, how it is "
-             "measured at the top of `bench/soak_measure.py`.", "",
+             "measured at the top of `bench/process.py` and `bench/soak_measure.py`.", "",
              f"- Machine: {machine()}",
              f"- Revision: {first_line(['git', '-C', str(ROOT), 'describe', '--always', '--dirty'])}",
              f"- Scale: {', '.join(str(s) for s in scales)}; run from {whens[0]} to {whens[-1]} UTC, "

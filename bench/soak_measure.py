@@ -1,10 +1,8 @@
-"""Runs one process and measures it from outside; used by bench/soak.py.
+"""What a sort does with its work files, seen from outside; used by bench/soak.py.
 
-run() gives the wall time around the process, the kernel's account of its CPU time and peak memory (wait4), and
-what its reads and writes moved (/proc/PID/io, read when the process has ended but is not reaped yet). Watch counts
-through inotify which work files were created, opened and deleted in a folder. Neither slows the process down.
-trace() runs the process once more under strace, which does, for what only the system calls tell: how often it
-read, wrote and moved about in its work files."""
+Watch counts through inotify which work files were created, opened and deleted in a folder. It does not slow the
+process down. trace() runs the process once more under strace, which does, for what only the system calls tell: how
+often it read, wrote and moved about in its work files."""
 
 import ctypes
 import os
@@ -12,64 +10,11 @@ import re
 import struct
 import subprocess
 import threading
-import time
 from dataclasses import dataclass, field
 
+from process import libc
+
 WORK_FILE = re.compile(r"wk\d{0,5}\.\d{3,}")
-ADDR_NO_RANDOMIZE = 0x0040000
-libc = ctypes.CDLL(None, use_errno=True)
-
-
-@dataclass
-class Run:
-    status: int = 0
-    wall: float = 0.0
-    cpu: float = 0.0
-    peak: int = 0         # bytes resident
-    read: int = 0         # bytes through read calls of any kind
-    written: int = 0
-    messages: str = ""
-
-
-def start(command, messages, env=None, core=None, fixed_addresses=False):
-    """Forks and executes; returns the process id. Standard error goes to the file `messages`."""
-    environment = dict(os.environ, **(env or {}))
-    pid = os.fork()
-    if pid != 0:
-        return pid
-    try:
-        if core is not None:
-            os.sched_setaffinity(0, {core})
-        if fixed_addresses:
-            libc.personality(ADDR_NO_RANDOMIZE)
-        null = os.open(os.devnull, os.O_RDWR)
-        os.dup2(null, 0)
-        os.dup2(null, 1)
-        os.dup2(os.open(messages, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600), 2)
-        os.execvpe(command[0], command, environment)
-    finally:
-        os._exit(127)
-
-
-def counters(pid):
-    text = open(f"/proc/{pid}/io").read()
-    return {key: int(value) for key, value in (line.split(": ") for line in text.splitlines())}
-
-
-def finish(pid, started, messages):
-    os.waitid(os.P_PID, pid, os.WEXITED | os.WNOWAIT)
-    wall = time.perf_counter() - started
-    moved = counters(pid)
-    _, status, usage = os.wait4(pid, 0)
-    with open(messages, errors="replace") as file:
-        text = file.read(4000)
-    return Run(os.waitstatus_to_exitcode(status), wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024,
-               moved["rchar"], moved["wchar"], text)
-
-
-def run(command, messages, **how):
-    started = time.perf_counter()
-    return finish(start(command, messages, **how), started, messages)
 
 
 class Watch:
