@@ -72,7 +72,8 @@ def find_peers(without):
 
 def chosen(args):
     """Names of rows and of claims, in the order in which they run: data is made once for its neighbours."""
-    known = [row.name for row in sorted(ROWS, key=lambda row: (row.data.kind, row.data.length))] + list(claims.MEASURES)
+    known = [row.name for row in sorted(ROWS, key=lambda row: (row.data.kind, row.data.length))]
+    known += claims.MEASURES
     wanted = args.rows.split(",") if args.rows else (SHORT_ROWS if args.short else known)
     for name in wanted:
         if name not in known:
@@ -128,8 +129,9 @@ def report(folder, versions):
     if not results:
         sys.exit("no row has been measured yet")
     drawn = plots.draw(results, folder)
-    lines = ["# Measured", "", "Written by `scripts/bench`. How it measures is said at the top of `bench/rounds.py`, what it "
-             "compares with at the top of `bench/contenders.py`.", ""] + summary(results, versions)
+    lines = ["# Measured", "",
+             "Written by `scripts/bench`. How it measures is said at the top of `bench/rounds.py`, what it compares with at "
+             "the top of `bench/contenders.py`.", ""] + summary(results, versions)
     lines += [line for name, title in drawn for line in (f"![{title}]({name})", "")]
     lines += ["## All programs", ""]
     for row in ROWS:

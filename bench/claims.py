@@ -99,8 +99,8 @@ def smallest(rounds):
         subprocess.run([rounds.programs / "datagen", "10"], stdout=file, check=True)
     times = []
     for _ in range(rounds.args.rounds):
-        text = on_one_core([rounds.programs / "spawn_time", "400", rounds.programs / "fsort", "-q", "-in", source, "-out",
-                            output])
+        text = on_one_core([rounds.programs / "spawn_time", "400", rounds.programs / "fsort", "-q", "-in", source,
+                            "-out", output])
         times.append([float(number) for number in text.split()])
         print(f"  smallest, middle, largest of 400: {text.strip()} ms", flush=True)
     subprocess.run([rounds.programs / "record_check", "--in", source, "--out", output, "bytes"], check=True,

@@ -131,8 +131,8 @@ def sqlite(job):
     lines = ["PRAGMA journal_mode=OFF;", "PRAGMA synchronous=OFF;"]
     if job.memory_kb:
         lines += [f"PRAGMA cache_size=-{job.memory_kb};", "PRAGMA temp_store=FILE;"]
-    lines += [f"CREATE TABLE t({columns.replace(',', ' TEXT,')} TEXT);", ".mode ascii", f'.separator "{separator}" "\\n"',
-              f".import {job.source} t", ".mode list", f'.separator "{separator}"', f".once {job.output}",
+    lines += [f"CREATE TABLE t({columns.replace(',', ' TEXT,')} TEXT);", ".mode ascii",
+              f'.separator "{separator}" "\\n"', f".import {job.source} t", ".mode list", f'.separator "{separator}"', f".once {job.output}",
               f"SELECT {'DISTINCT ' if order.distinct else ''}{columns} FROM t ORDER BY {order.sqlite};"]
     script = job.work.parent / "sqlite.sql"
     script.write_text("\n".join(lines) + "\n")

@@ -12,8 +12,8 @@ import tables
 from rows import ROWS
 
 WIDTH, LEFT, RIGHT, BAR, GAP, TOP = 860, 110, 190, 13, 12, 64
-COLOURS = {"copy limit": "#9aa5b1", "fsort": "#0b6e4f", "best peer, 1 thread": "#3d6fb4", "best peer, 2 threads": "#8fb3e0",
-           "GNU sort, 1 thread": "#c98a2b"}
+COLOURS = {"copy limit": "#9aa5b1", "fsort": "#0b6e4f", "best peer, 1 thread": "#3d6fb4",
+           "best peer, 2 threads": "#8fb3e0", "GNU sort, 1 thread": "#c98a2b"}
 FONT = 'font-family="sans-serif" font-size="12"'
 
 
@@ -94,7 +94,9 @@ def growth_plot(found):
     width = WIDTH - LEFT - 60
 
     def place(records, cost):
-        return LEFT + width * math.log(records / first) / math.log(last / first), bottom - cost / highest * (bottom - TOP)
+        x = LEFT + width * math.log(records / first) / math.log(last / first)
+        return x, bottom - cost / highest * (bottom - TOP)
+
     parts = []
     step = step_of(highest)
     for mark in range(int(highest / step) + 1):
@@ -120,7 +122,8 @@ def draw(results, folder):
         drawn.append((name, title))
     for name, title, spills in (("memory.svg", "Wall times over fsort's, in memory", False),
                                 ("work-files.svg", "Wall times over fsort's, with little memory", True)):
-        named = [(row.name, results[row.name]) for row in ROWS if row.name in results and bool(row.memory_mb) == spills]
+        named = [(row.name, results[row.name]) for row in ROWS
+                 if row.name in results and bool(row.memory_mb) == spills]
         if named:
             put(name, title, bar_plot(title, named))
     if "growth" in results and len(results["growth"]["sizes"]) > 1:

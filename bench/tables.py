@@ -28,7 +28,8 @@ def reached(good):
 
 
 def table(head, lines):
-    return ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)] + ["| " + " | ".join(each) + " |" for each in lines]
+    return ["| " + " | ".join(head) + " |", "|" + "---|" * len(head),
+            *("| " + " | ".join(each) + " |" for each in lines)]
 
 
 def sides(found, name):
@@ -45,7 +46,8 @@ def product_runs(found):
 
 
 def best(found, threads):
-    peers = [name for name in found["pairs"] if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads]
+    peers = [name for name in found["pairs"]
+             if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads]
     return min(peers, key=lambda name: claims.middle(sides(found, name)[1]), default=None)
 
 
@@ -94,9 +96,10 @@ def detail(row, found):
         elif each.name in found["missing"]:
             reason = found["missing"][each.name].replace("|", "/")
             lines.append([each.title, str(each.threads), "0", f"not measured: {reason}", *[""] * (4 + spills)])
-    head = ["program", "threads", "rounds", "wall, s", "wall / fsort's", "CPU, s (of it system)", "peak, MiB", "page faults"]
-    return [f"### {row_title(row, found)}", "", f"{found['size']:,} bytes; {found['when']} UTC, load average afterwards "
-            f"{found['load']}", ""] + table(head + (["work files / input"] if spills else []), lines) + [""]
+    head = ["program", "threads", "rounds", "wall, s", "wall / fsort's", "CPU, s (of it system)", "peak, MiB",
+            "page faults"]
+    return [f"### {row_title(row, found)}", "",
+            f"{found['size']:,} bytes; {found['when']} UTC, load average afterwards {found['load']}", ""] + table(head + (["work files / input"] if spills else []), lines) + [""]
 
 
 def growth_lines(found):
@@ -142,8 +145,8 @@ def claim_table(results):
         lines.append([what, value, goal, reached(good)])
     if "growth" in results:
         last = growth_lines(results["growth"])[-1]
-        claim(f"cost of a record, {last[0]} records against {growth_lines(results['growth'])[0][0]}", f"{last[3]} times",
-              f"below {claims.MAX_GROWTH}", float(last[3]) < claims.MAX_GROWTH)
+        claim(f"cost of a record, {last[0]} records against {growth_lines(results['growth'])[0][0]}",
+              f"{last[3]} times", f"below {claims.MAX_GROWTH}", float(last[3]) < claims.MAX_GROWTH)
     if "duplicates" in results:
         for name in list(results["duplicates"]["runs"])[1:]:
             times = paired(results["duplicates"]["runs"], name, "all different")
@@ -178,7 +181,8 @@ def claim_details(results):
         lines += [f"### Duplicates, {results['duplicates']['records']:,} lines", ""] + table(
             ["lines", "wall, s", "times all different"], duplicate_lines(results["duplicates"])) + [""]
     if "prefixes" in results:
-        lines += [f"### Common prefixes, {results['prefixes']['records']:,} records of 100 bytes behind the prefix", ""] + table(
+        count = results["prefixes"]["records"]
+        lines += [f"### Common prefixes, {count:,} records of 100 bytes behind the prefix", ""] + table(
             ["prefix", "wall, s", "more than without prefix, s", "copying them, s", "more / copying"],
             prefix_lines(results["prefixes"])) + [""]
     return lines
@@ -190,8 +194,8 @@ def facts(results, versions):
     scales = sorted({found["scale"] for found in every})
     loads = sorted(found["load"] for found in every)
     lines = [f"- Machine: {machine()}", f"- Peers: {'; '.join(versions)}",
-             f"- Revision: {', '.join(sorted({found['revision'] for found in every}))}; built with the preset `bench`, the "
-             "flags of `release`",
+             f"- Revision: {', '.join(sorted({found['revision'] for found in every}))}; built with the preset "
+             "`bench`, the flags of `release`",
              f"- Run from {when[0]} to {when[-1]} UTC, load average after a row {loads[0]} to {loads[-1]}"]
     if scales != [1.0]:
         lines.append(f"- **Not a full run**: records and memory scaled by {', '.join(map(str, scales))}")
@@ -199,8 +203,9 @@ def facts(results, versions):
 
 
 def commands(results):
-    lines = ["## Commands", "", "In the folder of the data; `datagen`, `record_check`, `copy_limit` and `fsort` are those of "
-             "`build/bench/bin`.", ""]
+    lines = ["## Commands", "",
+             "In the folder of the data; `datagen`, `record_check`, `copy_limit` and `fsort` are those of `build/bench/bin`.",
+             ""]
     for row in ROWS:
         if row.name not in results:
             continue
