@@ -8,8 +8,8 @@ What is measured stands in bench/rows.py and bench/claims.py, the peers and thei
 bench/contenders.py, how runs are paired, pinned and proved in bench/rounds.py, how one process is measured in
 bench/process.py. Each row is stored as it is finished, so that a run can be split (--rows) and continued (--continue
 leaves rows alone that are there); the report is made from all stored rows, and by --report without measuring. A run
-at full scale stores in bench/results, any other and one with another build of fsort in build/bench/results. When every row is there at full scale, the
-marked sections of docs/PERFORMANCE.md and README.md are written too."""
+at full scale stores in bench/results, any other and one with another build of fsort in build/bench/results. When every
+row is there at full scale, the marked sections of docs/PERFORMANCE.md and README.md are written too."""
 
 import argparse
 import os
@@ -99,6 +99,7 @@ def measure(args, folder, unavailable):
                 runner.drop_data(by_name[name].data)
         rounds.store(folder / "rows", name, found)
         print(f"  {name}: {time.monotonic() - started:.0f} s in all", flush=True)
+    runner.clean()
 
 
 def rewrite_section(path, lines):
@@ -112,7 +113,7 @@ def rewrite_section(path, lines):
 
 
 def summary(results, versions):
-    return tables.facts(results, versions) + [""] + tables.goal_table(results) + [""] + tables.claim_table(results) + [""]
+    return [*tables.facts(results, versions), "", *tables.goal_table(results), "", *tables.claim_table(results), ""]
 
 
 def publish(results, versions, drawn):
@@ -130,8 +131,8 @@ def report(folder, versions):
         sys.exit("no row has been measured yet")
     drawn = plots.draw(results, folder)
     lines = ["# Measured", "",
-             "Written by `scripts/bench`. How it measures is said at the top of `bench/rounds.py`, what it compares with at "
-             "the top of `bench/contenders.py`.", ""] + summary(results, versions)
+             "Written by `scripts/bench`. How it measures is said at the top of `bench/rounds.py`, what it compares with "
+             "at the top of `bench/contenders.py`.", ""] + summary(results, versions)
     lines += [line for name, title in drawn for line in (f"![{title}]({name})", "")]
     lines += ["## All programs", ""]
     for row in ROWS:

@@ -57,8 +57,8 @@ class Job:
 
 def fsort(job, program=None):
     memory = ["-m", str(job.memory_kb), "-w", str(job.work)] if job.memory_kb else []
-    return Command([program or str(job.programs / "fsort"), "-q", *memory, "-in", str(job.source), "-out", str(job.output),
-                    *job.row.options, *job.order.fsort])
+    return Command([program or str(job.programs / "fsort"), "-q", *memory, "-in", str(job.source), "-out",
+                    str(job.output), *job.row.options, *job.order.fsort])
 
 
 def other(job):
@@ -132,7 +132,8 @@ def sqlite(job):
     if job.memory_kb:
         lines += [f"PRAGMA cache_size=-{job.memory_kb};", "PRAGMA temp_store=FILE;"]
     lines += [f"CREATE TABLE t({columns.replace(',', ' TEXT,')} TEXT);", ".mode ascii",
-              f'.separator "{separator}" "\\n"', f".import {job.source} t", ".mode list", f'.separator "{separator}"', f".once {job.output}",
+              f'.separator "{separator}" "\\n"', f".import {job.source} t",
+              ".mode list", f'.separator "{separator}"', f".once {job.output}",
               f"SELECT {'DISTINCT ' if order.distinct else ''}{columns} FROM t ORDER BY {order.sqlite};"]
     script = job.work.parent / "sqlite.sql"
     script.write_text("\n".join(lines) + "\n")

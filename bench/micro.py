@@ -67,8 +67,8 @@ def main():
     folder = ROOT / ("build/bench/results" if args.short or args.filter != "." else "bench/results")
     folder.mkdir(parents=True, exist_ok=True)
     text = ["# Micro-benchmarks", "",
-            "Written by `scripts/bench --micro`; the code is in `bench/micro`. 100,000 random lines of 100 bytes unless "
-            f"said otherwise, {REPETITIONS} runs on one core, processor time for one record.", "",
+            "Written by `scripts/bench --micro`; the code is in `bench/micro`. 100,000 random lines of 100 bytes "
+            f"unless said otherwise, {REPETITIONS} runs on one core, processor time for one record.", "",
             f"- Machine: {machine()}",
             f"- {time.strftime('%Y-%m-%d %H:%M', time.gmtime())} UTC, load average {os.getloadavg()[0]:.1f}", ""]
     text += table(["benchmark", "what", "a record, median", "smallest to largest"], lines_of(found))

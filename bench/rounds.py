@@ -96,7 +96,7 @@ class Rounds:
 
     def without_places(self, text):
         text = text.replace(f"{self.folder}/", "").replace(f"{contenders.ROOT}/", "")
-        return " ".join(text.split())[:200]
+        return " ".join(text.split()).split(" Possible solutions")[0][:160]
 
     def prove(self, row):
         key = (row.data, row.order)
@@ -139,8 +139,13 @@ class Rounds:
             race = [peer for peer in race if self.stays(peer, found)]
         found |= {"when": time.strftime("%Y-%m-%d %H:%M", time.gmtime()), "load": round(os.getloadavg()[0], 1),
                   "revision": self.args.revision}
-        shutil.rmtree(self.work, ignore_errors=True)
         return found
+
+    def clean(self):
+        """Leaves nothing but data that is to be kept."""
+        shutil.rmtree(self.work, ignore_errors=True)
+        for name in (self.output, self.messages, self.folder / "sqlite.sql"):
+            name.unlink(missing_ok=True)
 
     def pair(self, row, peer, number, found):
         both = {}

@@ -66,8 +66,12 @@ def against_copy(found, goal):
     return [spread(times), *([f"at most {goal}", reached(statistics.median(times) <= goal)] if goal else ["", ""])]
 
 
+def memory_text(found):
+    return f"{found['memory_kb'] / 1024:g} MB"
+
+
 def row_title(row, found):
-    memory = f"; {row.memory_mb} MB of memory" if row.memory_mb else ""
+    memory = f"; {memory_text(found)} of memory" if row.memory_mb else ""
     return f"{row.name}: {found['records']:,} {row.data.title}; by {row.order.title}{memory}"
 
 
@@ -99,7 +103,8 @@ def detail(row, found):
     head = ["program", "threads", "rounds", "wall, s", "wall / fsort's", "CPU, s (of it system)", "peak, MiB",
             "page faults"]
     return [f"### {row_title(row, found)}", "",
-            f"{found['size']:,} bytes; {found['when']} UTC, load average afterwards {found['load']}", ""] + table(head + (["work files / input"] if spills else []), lines) + [""]
+            f"{found['size']:,} bytes; {found['when']} UTC, load average afterwards {found['load']}", "",
+            *table(head + (["work files / input"] if spills else []), lines), ""]
 
 
 def growth_lines(found):
@@ -204,7 +209,8 @@ def facts(results, versions):
 
 def commands(results):
     lines = ["## Commands", "",
-             "In the folder of the data; `datagen`, `record_check`, `copy_limit` and `fsort` are those of `build/bench/bin`.",
+             "In the folder of the data; `datagen`, `record_check`, `copy_limit` and `fsort` are those of "
+             "`build/bench/bin`.",
              ""]
     for row in ROWS:
         if row.name not in results:
@@ -222,7 +228,7 @@ def readme_table(results):
     def times(found, threads):
         name = best(found, threads)
         return f"{statistics.median(ratios(found, name)):.1f} x ({contenders.BY_NAME[name].title})" if name else "-"
-    lines = [[f"{results[row.name]['records']:,} {row.data.title}" + (f", {row.memory_mb} MB" if row.memory_mb else ""),
+    lines = [[f"{results[row.name]['records']:,} {row.data.title}" + (f", {memory_text(results[row.name])}" if row.memory_mb else ""),
               seconds(claims.middle(product_runs(results[row.name]))), times(results[row.name], 1),
               times(results[row.name], 2), f"{1 / statistics.median(ratios(results[row.name], 'copy')):.1f} x"]
              for row in ROWS if row.name in ("a", "b", "c", "d", "e", "i", "a-100m", "c-100m", "a-20m")]
