@@ -70,6 +70,12 @@ def find_peers(without):
     return versions, unavailable
 
 
+def revision():
+    done = subprocess.run(["git", "-c", "safe.directory=*", "-C", str(ROOT), "describe", "--always", "--dirty",
+                           "--exclude", "*"], capture_output=True, text=True)
+    return done.stdout.strip() or "unknown (no clone)"
+
+
 def chosen(args):
     """Names of rows and of claims, in the order in which they run: data is made once for its neighbours."""
     known = [row.name for row in sorted(ROWS, key=lambda row: (row.data.kind, row.data.length))]
@@ -113,7 +119,8 @@ def rewrite_section(path, lines):
 
 
 def summary(results, versions):
-    return [*tables.facts(results, versions), "", *tables.goal_table(results), "", *tables.claim_table(results), ""]
+    return [*tables.facts(results, versions), "", *tables.goal_table(results), *tables.beyond_memory(results),
+            "", *tables.claim_table(results), ""]
 
 
 def publish(results, versions, drawn):
@@ -165,8 +172,7 @@ def main():
         sys.exit(f"at least {LEAST_ROUNDS} rounds")
     args.dir = args.dir.resolve()
     args.dir.mkdir(parents=True, exist_ok=True)
-    args.revision = first_line(["git", "-c", "safe.directory=*", "-C", str(ROOT), "describe", "--always", "--dirty",
-                                "--exclude", "*"])
+    args.revision = revision()
     folder = ROOT / "bench" / "results" if args.scale == 1.0 and not args.other else BUILD / "results"
     folder.mkdir(parents=True, exist_ok=True)
     versions, unavailable = find_peers(tuple(args.without.split(",")) if args.without else ())

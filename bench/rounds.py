@@ -168,9 +168,10 @@ class Rounds:
 
     @staticmethod
     def best_of_class(threads, found):
-        """The shortest wall time of a peer with so many threads; None before there is one."""
+        """The shortest wall time of a peer with so many threads that keeps to its memory; None before there is one."""
         return min((pair[1]["wall"] for name, pairs in found["pairs"].items() for pair in pairs
-                    if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads), default=None)
+                    if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads
+                    and contenders.within_memory(found, [pair[1] for pair in pairs])), default=None)
 
     def patience(self, side, found):
         if side is contenders.PRODUCT or side.name in contenders.COMPANIONS:
@@ -184,7 +185,8 @@ class Rounds:
         pairs = found["pairs"].get(peer.name)
         if not pairs:
             return False
-        return min(pair[1]["wall"] for pair in pairs) <= OUT_OF_RACE * self.best_of_class(peer.threads, found)
+        best = self.best_of_class(peer.threads, found)
+        return best is None or min(pair[1]["wall"] for pair in pairs) <= OUT_OF_RACE * best
 
 
 def store(folder, name, found):

@@ -47,7 +47,8 @@ def product_runs(found):
 
 def best(found, threads):
     peers = [name for name in found["pairs"]
-             if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads]
+             if name not in contenders.COMPANIONS and contenders.BY_NAME[name].threads == threads
+             and contenders.within_memory(found, sides(found, name)[1])]
     return min(peers, key=lambda name: claims.middle(sides(found, name)[1]), default=None)
 
 
@@ -67,7 +68,7 @@ def against_copy(found, goal):
 
 
 def memory_text(found):
-    return f"{found['memory_kb'] / 1024:g} MB"
+    return f"{found['memory_kb'] / 1024:.3g} MB"
 
 
 def row_title(row, found):
@@ -81,6 +82,20 @@ def goal_table(results):
               *against_copy(results[row.name], row.goal.copy)] for row in ROWS if row.name in results]
     return table(["row", "fsort", "best peer, 1 thread", "times as fast", "goal", "reached", "best peer, 2 threads",
                   "times as fast", "goal", "reached", "times the copy limit", "goal", "reached"], lines)
+
+
+def beyond_memory(results):
+    """Those that are no best peer because they did not keep to their memory."""
+    said = []
+    for row in ROWS:
+        found = results.get(row.name, {"pairs": {}})
+        for peer in contenders.PEERS:
+            runs = [pair[1] for pair in found["pairs"].get(peer.name, [])]
+            if runs and not contenders.within_memory(found, runs):
+                said.append(f"{row.name} {peer.title}, {peer.threads} thread{'s' * (peer.threads > 1)} "
+                            f"({max(run['peak'] for run in runs) / MEBI:,.0f} MiB, "
+                            f"{spread(ratios(found, peer.name))} times fsort's time)")
+    return ["", f"Beyond their memory, and no best peer: {'; '.join(said)}."] if said else []
 
 
 def detail_line(title, threads, runs, found, times, spills):
