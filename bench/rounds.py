@@ -91,6 +91,8 @@ class Rounds:
                     "work": max(0, max(run.written, run.stored) - out) if row.memory_mb else 0}
         if contender is not contenders.COPY:
             self.prove(row)
+        elif out != job.source.stat().st_size:
+            raise Failed("the copy is cut")
         self.output.unlink()
         return measured
 
