@@ -271,9 +271,7 @@ bool write_file(Handle handle, const void* data, std::uint32_t count, std::uint3
   PosixFile* file = file_of(handle);
   if (file == nullptr) return false;
   if (file->kind != FileKind::kPositioned) {
-    const std::uint32_t type = type_of(file);
-    const bool may_break = type != kFileTypeDisk && type != kFileTypeChar;
-    if (write_all(file->fd, data, count, may_break) < 0) return fail_with_errno();
+    if (write_all(file->fd, data, count) < 0) return fail_with_errno();
   } else {
     const std::uint64_t offset = overlapped != nullptr ? overlapped_offset(overlapped) : file->pointer;
     if (write_at(file->fd, data, count, offset) < 0) return fail_with_errno();
@@ -329,7 +327,7 @@ bool set_end_of_file(Handle handle) {
   }
   const std::int64_t end = target_position(file, 0, kSeekCurrent);
   if (end < 0) return false;
-  return ftruncate(file->fd, end) == 0 || fail_with_errno();
+  return cut_at(file->fd, end) || fail_with_errno();
 }
 
 bool flush_file_buffers(Handle handle) {

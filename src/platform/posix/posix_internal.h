@@ -49,8 +49,10 @@ std::int64_t read_at(int fd, void* data, std::uint32_t count, std::uint64_t offs
 std::int64_t write_at(int fd, const void* data, std::uint32_t count, std::uint64_t offset);
 // Reads what one call gives (a pipe, a terminal), or with `fill` until `count` bytes came or the file ended.
 std::int64_t read_next(int fd, void* data, std::uint32_t count, bool fill);
-// Writes all. With `may_break` a broken pipe is a result (EPIPE), never a signal.
-std::int64_t write_all(int fd, const void* data, std::uint32_t count, bool may_break);
+// Writes all. A broken pipe and a limit on the size of files are results (EPIPE, EFBIG), never signals.
+std::int64_t write_all(int fd, const void* data, std::uint32_t count);
+// Cuts or extends a file; false with errno set. The limit is a result here too.
+bool cut_at(int fd, std::int64_t end);
 
 // --- memory_posix.cpp ------------------------------------------------------------------------------------
 void global_memory_status(MemoryStatus* status);
