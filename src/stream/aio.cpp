@@ -3,7 +3,8 @@
 // A request is issued in one of two ways, by its mode. An overlapped one carries its offset in the system's
 // record and may be in progress when the call returns (`error` 997) until aio_suspend or aio_settle has
 // waited for it. Any other is positioned and transferred on the spot; the positioning may fail, which is what
-// makes pipes and terminals work.
+// makes pipes and terminals work. On a disk file a failed positioning fails the request: the transfer would
+// take other bytes for the right ones, or overwrite them.
 //
 // `count` is the request's number of bytes going in and the system's count of bytes moved coming out, in the
 // same field.
@@ -31,13 +32,21 @@ constexpr AccessMode kAccessModes[] = {
     {kGenericWrite, 0},
 };
 
-void place(IoBuffer* buf) {
+// Says where the transfer is to begin. False when that failed and matters; the request has then failed.
+bool place(IoBuffer* buf) {
   if ((buf->mode & kModeOverlapped) != 0) {
     buf->overlapped.offset_low = static_cast<std::uint32_t>(buf->offset);
     buf->overlapped.offset_high = static_cast<std::uint32_t>(buf->offset >> 32);
-  } else {
-    lseek(buf->handle, static_cast<std::int64_t>(buf->offset), kSeekBegin);
+    return true;
   }
+  std::int64_t position = 0;
+  const std::uint32_t error =
+      lseek_to(buf->handle, static_cast<std::int64_t>(buf->offset), kSeekBegin, &position);
+  if (error == 0) return true;
+  if (os->get_file_type(buf->handle) != kFileTypeDisk) return true;
+  buf->count = 0;
+  buf->error = error;
+  return false;
 }
 
 Overlapped* record_of(IoBuffer* buf) {
@@ -90,15 +99,24 @@ std::int64_t lseek(Handle handle, std::int64_t offset, std::uint32_t origin) {
   return static_cast<std::int64_t>(high_half << 32 | new_low);
 }
 
+std::uint32_t lseek_to(Handle handle, std::int64_t offset, std::uint32_t origin, std::int64_t* position) {
+  const std::uint32_t before = fs_errno;
+  fs_errno = 0;
+  *position = lseek(handle, offset, origin);
+  const std::uint32_t code = fs_errno;
+  fs_errno = before;
+  return code;
+}
+
 int aio_read(IoBuffer* buf) {
-  place(buf);
+  if (!place(buf)) return 0;
   const bool done = os->read_file(buf->handle, buf->data, buf->count, &buf->count, record_of(buf));
   buf->error = done ? 0 : os->get_last_error();
   return 0;
 }
 
 int aio_write(IoBuffer* buf) {
-  place(buf);
+  if (!place(buf)) return 0;
   const bool done = os->write_file(buf->handle, buf->data, buf->count, &buf->count, record_of(buf));
   buf->error = done ? 0 : os->get_last_error();
   return 0;

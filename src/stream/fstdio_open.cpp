@@ -85,17 +85,6 @@ bool is_standard(const Stream* s) {
          std::find(state.std_handles, state.std_handles + 3, s->handle) != state.std_handles + 3;
 }
 
-// Positions the file and tells where it then stands. Result: 0, or the code where that is impossible (1 for
-// pipes). The code decides: 0xFFFFFFFF is a position like any other.
-std::uint32_t seek_to(Handle handle, std::int64_t offset, std::uint32_t origin, std::int64_t* position) {
-  const std::uint32_t before = fs_errno;
-  fs_errno = 0;
-  *position = lseek(handle, offset, origin);
-  const std::uint32_t code = fs_errno;
-  fs_errno = before;
-  return code;
-}
-
 // Where a stream that appends begins: the end of the file, or 0 for what has none. False, with fs_errno set,
 // when a disk file does not tell: beginning at 0 would overwrite what it holds.
 bool find_append_position(Handle handle, std::uint64_t length, std::uint64_t* position) {
@@ -104,7 +93,7 @@ bool find_append_position(Handle handle, std::uint64_t length, std::uint64_t* po
   *position = 0;
   if (os->get_file_type(handle) != kFileTypeDisk) return true;
   std::int64_t end = 0;
-  const std::uint32_t code = seek_to(handle, 0, kSeekEnd, &end);
+  const std::uint32_t code = lseek_to(handle, 0, kSeekEnd, &end);
   *position = static_cast<std::uint64_t>(end);
   if (code != 0) fs_errno = code;
   return code == 0;
@@ -135,10 +124,10 @@ std::uint64_t filelength(Handle handle) {
   if (os->get_file_type(handle) == kFileTypeChar) return kUnknownLength;
   std::int64_t here = 0;
   std::int64_t end = 0;
-  if (seek_to(handle, 0, kSeekCurrent, &here) != 0 || seek_to(handle, 0, kSeekEnd, &end) != 0) {
+  if (lseek_to(handle, 0, kSeekCurrent, &here) != 0 || lseek_to(handle, 0, kSeekEnd, &end) != 0) {
     return kUnknownLength;
   }
-  seek_to(handle, here, kSeekBegin, &here);
+  lseek_to(handle, here, kSeekBegin, &here);
   return static_cast<std::uint64_t>(end);
 }
 
@@ -196,11 +185,18 @@ std::int64_t fseteof(Stream* s, std::uint64_t length) {
   if ((s->flags & kStreamUnbuffered) != 0) {
     length = (length + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
   }
-  const std::int64_t here = lseek(s->handle, 0, kSeekCurrent);
-  lseek(s->handle, static_cast<std::int64_t>(length), kSeekBegin);
+  std::int64_t here = 0;
+  std::int64_t there = 0;
+  // The cut is made where the pointer stands: it must stand where it was meant to.
+  std::uint32_t code = lseek_to(s->handle, 0, kSeekCurrent, &here);
+  if (code == 0) code = lseek_to(s->handle, static_cast<std::int64_t>(length), kSeekBegin, &there);
+  if (code != 0) {
+    fs_errno = code;
+    return -1;
+  }
   const bool cut = os->set_end_of_file(s->handle);
-  const std::uint32_t code = cut ? 0 : os->get_last_error();
-  lseek(s->handle, here, kSeekBegin);
+  code = cut ? 0 : os->get_last_error();
+  lseek_to(s->handle, here, kSeekBegin, &here);  // every transfer is positioned anew
   if (cut) return static_cast<std::int64_t>(length);
   fs_errno = code;
   return -1;

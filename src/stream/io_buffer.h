@@ -62,6 +62,9 @@ int nt_close(Handle handle);
 // Moves the file pointer; origin 0 begin, 1 current, 2 end. Result: the new position. When the low half of
 // the result is 0xFFFFFFFF, fs_errno is set to the system's code (0 when the position is really that).
 std::int64_t lseek(Handle handle, std::int64_t offset, std::uint32_t origin);
+// The same for callers that must know. Result: 0, or the code where that is impossible (1 for pipes),
+// whatever the position is; fs_errno stays as it was.
+std::uint32_t lseek_to(Handle handle, std::int64_t offset, std::uint32_t origin, std::int64_t* position);
 
 // Issues the request; result: always 0, the outcome is in `error`.
 int aio_read(IoBuffer* buf);

@@ -46,24 +46,23 @@ struct FaultOs::Calls {
 
   static bool read_file(Handle file, void* data, std::uint32_t count, std::uint32_t* done,
                         Overlapped* overlapped) {
-    *done = 0;
-    if (current->strikes(OsCall::kRead)) return false;
-    return current->transfer({file, data, nullptr, count, overlapped}, done);
+    return current->guarded_transfer(OsCall::kRead, {file, data, nullptr, count, overlapped}, done);
   }
 
   static bool write_file(Handle file, const void* data, std::uint32_t count, std::uint32_t* done,
                          Overlapped* overlapped) {
-    *done = 0;
-    if (current->strikes(OsCall::kWrite)) return false;
-    return current->transfer({file, nullptr, data, count, overlapped}, done);
+    return current->guarded_transfer(OsCall::kWrite, {file, nullptr, data, count, overlapped}, done);
   }
 
   static bool get_overlapped_result(Handle file, Overlapped* overlapped, std::uint32_t* done, bool wait) {
     if (current->strikes(OsCall::kResult)) {
-      // It is reported as failed, but the system must be done with the buffer all the same.
+      // It is reported as failed, but the system must be done with the buffer all the same; a request that
+      // was put off here is dropped.
       if (!current->holds(overlapped)) {
         static_cast<void>(current->real_->get_overlapped_result(file, overlapped, done, true));
       }
+      const Guard guard(current->mutex_);
+      current->deferred_.remove_if([overlapped](const Request& r) { return r.overlapped == overlapped; });
       return false;
     }
     Outcome outcome{};
@@ -236,10 +235,26 @@ FaultOs::~FaultOs() {
   current = nullptr;
 }
 
-void FaultOs::fail(OsCall kind, std::uint64_t n, std::uint32_t code, Lasting lasting) {
+void FaultOs::set_rule(OsCall kind, std::uint64_t n, Rule rule) {
   const Calls::Guard guard(mutex_);
-  rules_[index(kind)] = {true, calls_[index(kind)] + n, code, lasting};
+  rule.set = true;
+  rule.at = calls_[index(kind)] + n;
+  rules_[index(kind)] = rule;
   struck_ = false;
+}
+
+void FaultOs::fail(OsCall kind, std::uint64_t n, std::uint32_t code, Lasting lasting) {
+  Rule rule;
+  rule.code = code;
+  rule.lasting = lasting;
+  set_rule(kind, n, rule);
+}
+
+void FaultOs::shorten(OsCall kind, std::uint64_t n, Lasting lasting) {
+  Rule rule;
+  rule.half = true;
+  rule.lasting = lasting;
+  set_rule(kind, n, rule);
 }
 
 void FaultOs::clear() {
@@ -252,18 +267,25 @@ void FaultOs::clear() {
   std_handles_.clear();
 }
 
-bool FaultOs::strikes(OsCall kind) {
+FaultOs::Strike FaultOs::strike(OsCall kind) {
   const Calls::Guard guard(mutex_);
   const std::uint64_t call = ++calls_[index(kind)];
   const Rule& rule = rules_[index(kind)];
   const bool hit = rule.set && (rule.lasting == Lasting::kForGood ? call >= rule.at : call == rule.at);
-  if (hit) {
-    struck_ = true;
-    leave(rule.code);
-  } else {
-    pass_through();
-  }
-  return hit;
+  pass_through();
+  if (!hit) return Strike::kNone;
+  struck_ = true;
+  if (rule.half) return Strike::kHalf;
+  leave(rule.code);
+  return Strike::kFail;
+}
+
+bool FaultOs::guarded_transfer(OsCall kind, Request request, std::uint32_t* done) {
+  *done = 0;
+  const Strike strike = this->strike(kind);
+  if (strike == Strike::kFail) return false;
+  if (strike == Strike::kHalf) request.count -= request.count / 2;
+  return transfer(request, done);
 }
 
 FaultOs::Outcome FaultOs::carry_out(const Request& r) {
@@ -388,6 +410,12 @@ std::string FaultOs::alive() const {
   const Calls::Guard guard(mutex_);
   for (const auto& [block, size] : heap_) text += " " + std::to_string(size);
   return text;
+}
+
+void FaultOs::free_heap_blocks() {
+  const Calls::Guard guard(mutex_);
+  for (const auto& [block, size] : heap_) real_->heap_free(block);
+  heap_.clear();
 }
 
 }  // namespace fsort::test

@@ -62,9 +62,12 @@ class FaultOs {
   // Fails the n-th call of `kind` from now (n = 1 is the next one) with the Windows code; `kForGood`: that
   // one and all later ones. One rule a kind; a new rule replaces the old one.
   void fail(OsCall kind, std::uint64_t n, std::uint32_t code, Lasting lasting = Lasting::kOnce);
+  // Makes the n-th read or write from now move half of what it was asked to (a transfer of one byte is left
+  // alone); `kForGood`: that one and all later ones. Takes the place of the kind's other rule.
+  void shorten(OsCall kind, std::uint64_t n, Lasting lasting = Lasting::kOnce);
   // Removes all rules, limits and replacements; counts stay.
   void clear();
-  // True when a rule has failed a call since the latest fail() or clear().
+  // True when a rule has failed or shortened a call since the latest fail(), shorten() or clear().
   [[nodiscard]] bool struck() const;
   // Calls of a kind since the object came.
   [[nodiscard]] std::uint64_t calls(OsCall kind) const;
@@ -94,10 +97,13 @@ class FaultOs {
   // True when nothing that was made since the object came is alive; alive() lists it as text.
   [[nodiscard]] bool clean() const;
   [[nodiscard]] std::string alive() const;
+  // Gives back the heap blocks that are alive, for a test in which nobody else can any more.
+  void free_heap_blocks();
 
  private:
   struct Rule {
     bool set = false;
+    bool half = false;     // the call is shortened, it does not fail
     std::uint64_t at = 0;  // the call, counted from the object's beginning, that fails
     std::uint32_t code = 0;
     Lasting lasting = Lasting::kOnce;
@@ -116,8 +122,15 @@ class FaultOs {
   };
   struct Calls;  // the table's functions
 
-  // Counts a call; true when it is to fail (its code is then the thread's last error).
-  bool strikes(OsCall kind);
+  enum class Strike { kNone, kFail, kHalf };
+
+  // Counts a call and says what is to happen to it.
+  Strike strike(OsCall kind);
+  // The same where a call can only fail (its code is then the thread's last error).
+  bool strikes(OsCall kind) { return strike(kind) == Strike::kFail; }
+  // Carries a read or write out, shortened or failed when a rule says so.
+  bool guarded_transfer(OsCall kind, Request request, std::uint32_t* done);
+  void set_rule(OsCall kind, std::uint64_t n, Rule rule);
   Outcome carry_out(const Request& request);
   // The same, waiting for a request that the system takes its time for.
   Outcome carry_out_whole(const Request& request);
