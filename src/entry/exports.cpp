@@ -122,7 +122,8 @@ void FsortDestroy(fsort_handle handle) {
   e.destroying = 1;
   pipe_dismiss(frame);
   trap_reset();
-  ExitWindup();
+  // A windup that fails ends its run; those behind it hold files and memory that must go as well.
+  while (current_instance->exit.windup_count != 0) ExitWindup();
   fwindup();
   pipe_free();
   void* reserve = e.stack_reserve;
