@@ -1,6 +1,6 @@
 // Faults and the messages that they may lead to. See the header.
 //
-// The table is the specification of a failing sort by call: a text may only follow from the calls of its row,
+// The table says by call what a failing sort may say: a text may only follow from the calls of its row,
 // and it stands in front of the titles of its step, nothing else. A text that no row has fails the campaign.
 #include "torture/injection.h"
 
