@@ -83,6 +83,37 @@ TEST(FaultOs, EndsTheDiskAndShortensTransfers) {
   os->close_handle(file);
 }
 
+TEST(FaultOs, ShortensASingleTransferToHalf) {
+  const TempFolder folder;
+  FaultOs faults;
+  Handle file = create(folder.path("f"));
+  std::uint32_t done = 0;
+  faults.shorten(OsCall::kWrite, 2);
+  for (const std::uint32_t moved : {5u, 3u, 5u}) {
+    EXPECT_TRUE(os->write_file(file, "abcde", 5, &done, nullptr));
+    EXPECT_EQ(done, moved);
+  }
+  EXPECT_TRUE(faults.struck());
+  EXPECT_EQ(folder.content("f"), "abcdeabcabcde");
+  os->close_handle(file);
+}
+
+TEST(FaultOs, DropsARequestWhoseWaitFails) {
+  const TempFolder folder;
+  FaultOs faults;
+  Handle file = create(folder.path("f"));
+  std::uint32_t done = 0;
+  Overlapped request{};
+  faults.defer_overlapped(true);
+  EXPECT_FALSE(os->write_file(file, "abc", 3, &done, &request));
+  faults.fail(OsCall::kResult, 1, kErrorIoDevice);
+  EXPECT_FALSE(os->get_overlapped_result(file, &request, &done, true));
+  EXPECT_EQ(os->get_last_error(), kErrorIoDevice);
+  EXPECT_EQ(faults.deferred(), 0u);
+  EXPECT_EQ(folder.content("f"), "");
+  os->close_handle(file);
+}
+
 TEST(FaultOs, PutsOverlappedTransfersOffUntilTheyAreWaitedFor) {
   const TempFolder folder;
   FaultOs faults;
