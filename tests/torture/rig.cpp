@@ -275,6 +275,7 @@ void Rig::disturb(FaultOs* faults, const Injection* fault) {
     Peers peers(handle, scenario_);
     run_.status = start(handle);
     run_.records = peers.finish();
+    run_.work_files = names_in(work_.path("")).size();
   }
   run_.texts = std::move(tortured.texts);
   tortured.texts.clear();
@@ -326,6 +327,7 @@ std::string Rig::judge_run(const Injection& fault, Result* result) const {
     result->message = run_.texts.empty() ? "(null handle)" : run_.texts.front();
     return allowed_at_creation(fault, run_.texts) ? "" : "no handle:" + quoted(run_.texts);
   }
+  if (run_.work_files != 0 && fault.call != OsCall::kDelete) return "a work file outlived its sort";
   if (!run_.destruction_texts.empty()) {
     result->message = allowed_at_destruction(fault, run_.destruction_texts);
     if (result->message.empty()) return "at the destruction:" + quoted(run_.destruction_texts);

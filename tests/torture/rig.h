@@ -54,8 +54,9 @@ class Rig {
     bool created = false;
     bool struck = false;
     std::int32_t status = 0;
-    Texts texts;              // of creation and start
-    Texts destruction_texts;  // of the destruction
+    std::size_t work_files = 0;  // there when the start returned
+    Texts texts;                 // of creation and start
+    Texts destruction_texts;     // of the destruction
     std::vector<std::string> records;
   };
 

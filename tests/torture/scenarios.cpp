@@ -47,7 +47,7 @@ struct Size {
 Size size_of(Memory memory, Passage passage) {
   const bool pipe = passage == Passage::pipe;
   if (memory == Memory::roomy) return pipe ? Size{16, 40} : Size{60, 60};
-  return pipe ? Size{56, 3000} : Size{330, 480};
+  return pipe ? Size{24, 7000} : Size{330, 480};
 }
 
 std::string body(Random* random, std::size_t bytes) {
