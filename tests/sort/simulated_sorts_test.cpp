@@ -276,7 +276,7 @@ void run_sorts(RecordType type, std::uint64_t first_seed, std::uint64_t sorts) {
   if (replay != 0)
     first_seed = replay, sorts = 1;
   else if (kSanitized)
-    sorts = sorts / kSanitizedShare + 1;
+    sorts = sorts / kSlowShare + 1;
   sorts = from_environment("FSORT_SIM_RUNS", sorts);
   int failures = 0;
   Tally tally;

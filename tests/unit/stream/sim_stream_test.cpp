@@ -65,7 +65,7 @@ class SimStreams : public InstanceFixture {
   void campaign(const char* what, Run run, std::initializer_list<SimTrouble> kinds, std::uint64_t first_seed,
                 std::uint64_t runs) {
     const std::uint64_t replay = fsort_test::from_environment("FSORT_SIM_SEED", 0);
-    if (fsort_test::kSanitized) runs = runs / fsort_test::kSanitizedShare + 1;
+    if (fsort_test::kSanitized) runs = runs / fsort_test::kSlowShare + 1;
     if (replay != 0) first_seed = replay, runs = 1;
     runs = fsort_test::from_environment("FSORT_SIM_RUNS", runs);
     for (std::uint64_t seed = first_seed; seed < first_seed + runs && !HasFailure(); ++seed) {
