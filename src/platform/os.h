@@ -150,6 +150,9 @@ struct OsTable {
   std::uint32_t (*set_file_pointer)(Handle file, std::int32_t low, std::int32_t* high, std::uint32_t origin);
   bool (*set_end_of_file)(Handle file);     // cuts or extends the file at its pointer
   bool (*flush_file_buffers)(Handle file);  // a system may take this as done (POSIX does)
+  // Waits until everything written through the handle was taken by the system; false with the code when some
+  // of it was not. Null where a write that returned, or a request that ended, has been taken anyway.
+  bool (*finish_writes)(Handle file);
   std::uint32_t (*get_file_type)(Handle file);
   Handle (*get_std_handle)(std::int32_t which);  // one of kStdInput, kStdOutput, kStdError
   bool (*delete_file)(const char* name);

@@ -58,6 +58,11 @@ std::uint32_t collect_writes(Stream* s) {
     const std::uint32_t error = finish_write(s);
     if (first_error == 0) first_error = error;
   }
+  // The system may have taken writes on credit.
+  if (os->finish_writes != nullptr && !os->finish_writes(s->handle)) {
+    s->flags |= kStreamError;
+    if (first_error == 0) first_error = os->get_last_error();
+  }
   return first_error;
 }
 

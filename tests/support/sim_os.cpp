@@ -209,6 +209,7 @@ SimOs::SimOs(std::uint64_t seed) : real_(os), table_(*os), random_(seed), memory
   table_.set_file_pointer = Calls::set_file_pointer;
   table_.set_end_of_file = Calls::set_end_of_file;
   table_.flush_file_buffers = Calls::flush_file_buffers;
+  table_.finish_writes = nullptr;  // no write is taken on credit
   table_.get_file_type = Calls::get_file_type;
   table_.get_std_handle = Calls::get_std_handle;
   table_.delete_file = Calls::delete_file;

@@ -15,6 +15,11 @@
 //
 // Overlapped transfers are complete when the call returns; an event is therefore only a token.
 //
+// Long files that are only written, from one end to the other, are written past the page cache by a writer of
+// their own (direct_writer.h) once kDirectAfterBytes were written in sequence. The writer is finished before
+// anything looks at the file: its end, its length, its close. finish_writes does just that, for whoever wants
+// to know whether all is written.
+//
 // Descriptors are kept above 2: with standard input closed, the next file opened would otherwise be taken
 // for standard input and never be closed.
 #include <fcntl.h>
@@ -28,6 +33,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/posix/direct_writer.h"
 #include "platform/posix/posix_internal.h"
 
 namespace fsort::posix {
@@ -40,11 +46,17 @@ struct PosixFile {
   int fd;
   FileKind kind;
   bool writable;
+  bool sequence;          // a regular file that is only written: long sequences may get a direct writer
   std::uint32_t type;     // a kFileType value; of a standard handle in `standard_types`
   std::uint64_t pointer;  // file pointer of a positioned file
+  std::uint64_t streak;   // bytes written in sequence up to streak_end
+  std::uint64_t streak_end;
+  DirectWriter* direct;  // null: writes go through the page cache
 };
 
 constexpr int kStandardCount = 3;
+// So many bytes written in sequence promise a long file. Short ones are better left in the page cache.
+constexpr std::uint64_t kDirectAfterBytes = 4u << 20;
 constexpr std::size_t kPathBytes = 4096;   // the system's own limit, NUL included
 constexpr mode_t kNewFileMode = 0666;      // what the process's mask leaves of it
 constexpr mode_t kPrivateFileMode = 0600;  // of a file that must not exist yet
@@ -53,9 +65,10 @@ struct PathText {
   char text[kPathBytes];
 };
 
-constinit PosixFile standard_files[kStandardCount] = {{0, FileKind::kStandard, false, 0, 0},
-                                                      {1, FileKind::kStandard, true, 0, 0},
-                                                      {2, FileKind::kStandard, true, 0, 0}};
+constinit PosixFile standard_files[kStandardCount] = {
+    {0, FileKind::kStandard, false, false, 0, 0, 0, 0, nullptr},
+    {1, FileKind::kStandard, true, false, 0, 0, 0, 0, nullptr},
+    {2, FileKind::kStandard, true, false, 0, 0, 0, 0, nullptr}};
 // Refreshed by get_std_handle: a program may redirect its standard descriptors at any time.
 constinit std::atomic<std::uint32_t> standard_types[kStandardCount] = {};
 // Every event is this one: nothing is ever waited for.
@@ -151,6 +164,8 @@ bool admit(PosixFile* file, std::uint32_t share, std::uint32_t disposition, std:
   if (!S_ISREG(info.st_mode)) return true;
   if (!take_share_lock(file->fd, share)) return false;
   if (disposition == kCreateAlways && ftruncate(file->fd, 0) != 0) return fail_with_errno();
+  file->sequence =
+      file->writable && (share & kShareRead) == 0 && (fcntl(file->fd, F_GETFL) & O_ACCMODE) == O_WRONLY;
   if (!file->writable) {
     const int advice = (attributes & kFlagRandomAccess) != 0 ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL;
     static_cast<void>(posix_fadvise(file->fd, 0, 0, advice));  // a hint: refusal changes nothing
@@ -195,6 +210,34 @@ bool read_positioned(PosixFile* file, void* data, std::uint32_t count, std::uint
   return true;
 }
 
+// Ends the file's direct writer, so that the file holds all that was written to it. False with the last error
+// set when something could not be written.
+bool settle_direct(PosixFile* file) {
+  DirectWriter* direct = file->direct;
+  if (direct == nullptr) return true;
+  file->direct = nullptr;
+  file->streak = 0;
+  return direct_finish(direct) || fail_with_errno();
+}
+
+// Makes a direct writer for a file that has been written in sequence for long enough.
+void follow_sequence(PosixFile* file, std::uint32_t count, std::uint64_t offset) {
+  if (offset != file->streak_end) file->streak = 0;
+  if (file->streak >= kDirectAfterBytes && file->sequence) file->direct = direct_open(file->fd, offset);
+  file->streak += count;
+  file->streak_end = offset + count;
+}
+
+bool write_positioned(PosixFile* file, const void* data, std::uint32_t count, std::uint64_t offset) {
+  if (file->direct != nullptr && (offset != direct_end(file->direct) || direct_retired(file->direct))) {
+    if (direct_retired(file->direct)) file->sequence = false;
+    if (!settle_direct(file)) return false;
+  }
+  if (file->direct == nullptr) follow_sequence(file, count, offset);
+  if (file->direct != nullptr) return direct_put(file->direct, data, count) || fail_with_errno();
+  return write_at(file->fd, data, count, offset) >= 0 || fail_with_errno();
+}
+
 // The position that a move leads to; the system's own pointer has then moved, a positioned file's has not.
 // Negative with the last error set when there is no such position.
 std::int64_t target_position(const PosixFile* file, std::int64_t distance, std::uint32_t origin) {
@@ -236,8 +279,10 @@ Handle create_file(const char* name, std::uint32_t access, std::uint32_t share, 
     set_last_error(kErrorNotEnoughMemory);
     return kInvalidHandle;
   }
-  *file = PosixFile{open_descriptor(path.text, flags), FileKind::kSequential, (access & kGenericWrite) != 0,
-                    kFileTypeUnknown, 0};
+  *file = PosixFile{};
+  file->fd = open_descriptor(path.text, flags);
+  file->kind = FileKind::kSequential;
+  file->writable = (access & kGenericWrite) != 0;
   if (file->fd < 0) {
     note_path_error(&path);
   } else if (admit(file, share, disposition, attributes)) {
@@ -274,7 +319,7 @@ bool write_file(Handle handle, const void* data, std::uint32_t count, std::uint3
     if (write_all(file->fd, data, count) < 0) return fail_with_errno();
   } else {
     const std::uint64_t offset = overlapped != nullptr ? overlapped_offset(overlapped) : file->pointer;
-    if (write_at(file->fd, data, count, offset) < 0) return fail_with_errno();
+    if (!write_positioned(file, data, count, offset)) return false;
     if (overlapped == nullptr) file->pointer += count;
   }
   *done = count;
@@ -294,10 +339,12 @@ bool close_handle(Handle handle) {
   PosixFile* file = file_of(handle);
   if (file == nullptr) return false;
   const int fd = file->fd;
+  const bool written = settle_direct(file);
   if (file->kind != FileKind::kStandard) std::free(file);
   // An interrupted close has released the descriptor all the same.
-  if (close(fd) == 0 || errno == EINTR) return true;
-  return fail_with_errno();
+  const bool closed = close(fd) == 0 || errno == EINTR;
+  if (!written) return false;  // with the code of the write
+  return closed || fail_with_errno();
 }
 
 std::uint32_t set_file_pointer(Handle handle, std::int32_t low, std::int32_t* high, std::uint32_t origin) {
@@ -310,6 +357,7 @@ std::uint32_t set_file_pointer(Handle handle, std::int32_t low, std::int32_t* hi
     set_last_error(kErrorInvalidParameter);
     return kFailed;
   }
+  if (origin == kSeekEnd && !settle_direct(file)) return kFailed;
   const std::int64_t position = target_position(file, distance, origin);
   if (position < 0) return kFailed;
   if (file->kind == FileKind::kPositioned) file->pointer = static_cast<std::uint64_t>(position);
@@ -325,6 +373,7 @@ bool set_end_of_file(Handle handle) {
     set_last_error(kErrorAccessDenied);
     return false;
   }
+  if (!settle_direct(file)) return false;
   const std::int64_t end = target_position(file, 0, kSeekCurrent);
   if (end < 0) return false;
   return cut_at(file->fd, end) || fail_with_errno();
@@ -334,6 +383,11 @@ bool flush_file_buffers(Handle handle) {
   // Data handed to the system is visible to every reader at once. Forcing it to the medium would cost
   // seconds at each change of a work file and promises nothing that a sort needs.
   return file_of(handle) != nullptr;
+}
+
+bool finish_writes(Handle handle) {
+  PosixFile* file = file_of(handle);
+  return file != nullptr && settle_direct(file);
 }
 
 std::uint32_t get_file_type(Handle handle) {

@@ -121,6 +121,7 @@ constinit const OsTable kSystemOs = {
     .set_file_pointer = posix::set_file_pointer,
     .set_end_of_file = posix::set_end_of_file,
     .flush_file_buffers = posix::flush_file_buffers,
+    .finish_writes = posix::finish_writes,
     .get_file_type = posix::get_file_type,
     .get_std_handle = posix::get_std_handle,
     .delete_file = posix::delete_file,

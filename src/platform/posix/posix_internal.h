@@ -36,6 +36,7 @@ bool close_handle(Handle handle);
 std::uint32_t set_file_pointer(Handle handle, std::int32_t low, std::int32_t* high, std::uint32_t origin);
 bool set_end_of_file(Handle handle);
 bool flush_file_buffers(Handle handle);
+bool finish_writes(Handle handle);
 std::uint32_t get_file_type(Handle handle);
 Handle get_std_handle(std::int32_t which);
 bool delete_file(const char* name);

@@ -77,6 +77,7 @@ constinit const OsTable kSystemOs = {
     .set_file_pointer = win32::set_file_pointer,
     .set_end_of_file = win32::set_end_of_file,
     .flush_file_buffers = win32::flush_file_buffers,
+    .finish_writes = nullptr,
     .get_file_type = win32::get_file_type,
     .get_std_handle = win32::get_std_handle,
     .delete_file = win32::delete_file,
