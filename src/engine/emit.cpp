@@ -7,7 +7,9 @@
 
 #include "engine/engine_access.h"
 #include "engine/relief.h"
+#include "engine/sink.h"
 #include "keys/record.h"
+#include "recio/rout.h"
 
 namespace fsort {
 
@@ -41,8 +43,9 @@ void write_all(bool frames) {
   Stack* stack = driver_st().data_stack;
   const std::uint32_t level = stk_frames(stack);
   if (frames) static_cast<void>(stk_push(stack));
+  RecordSink sink = sink_begin();
   while (const std::uint8_t* record = sublist_input()) {
-    rec_output(record);
+    sink_put(sink, record);
     if (!frames) continue;
     pop_to(level);
     static_cast<void>(stk_push(stack));
@@ -55,6 +58,10 @@ void write_first() {
 }
 
 }  // namespace
+
+Stream* sink_window() { return driver_st().output == rout_write ? rout_stream() : nullptr; }
+
+RecordSink sink_begin() { return RecordSink{sink_window(), sort_st().header_bytes}; }
 
 void output_sublist(SublistArray* array, std::uint16_t bin, bool unique) {
   SortState& s = sort_st();

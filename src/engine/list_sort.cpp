@@ -5,6 +5,7 @@
 #include "engine/compare.h"
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
+#include "engine/sink.h"
 #include "engine/tuning.h"
 #include "keys/record.h"
 
@@ -45,7 +46,8 @@ void lisort(SublistArray* array, std::uint16_t bin, bool unique) {
     sorted[place] = record;
     ++count;
   }
-  for (std::uint32_t i = 0; i < count; ++i) rec_output(sorted[i]);
+  RecordSink sink = sink_begin();
+  for (std::uint32_t i = 0; i < count; ++i) sink_put(sink, sorted[i]);
 }
 
 }  // namespace fsort

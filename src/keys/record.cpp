@@ -129,9 +129,9 @@ std::uint8_t* rec_input() {
   record[total] = 0;
   if (plan.constant_offsets != 0 && data_bytes >= plan.needed) {
     store_header(record, plan, total);
-    std::memcpy(record + header_bytes, data, data_bytes);
+    copy_bytes(record + header_bytes, data, data_bytes);
   } else {
-    std::memcpy(record + header_bytes, data, data_bytes);
+    copy_bytes(record + header_bytes, data, data_bytes);
     store_le(record, static_cast<std::uint16_t>(total));
     rec_fill(record);
   }

@@ -14,6 +14,7 @@
 // Kept on purpose: carriage returns are ordinary bytes; a line goes on in the next input file when a file
 // ends without a line break, because all files are one byte source; a last line without a line break is not
 // delivered; a line that lies wholly in the stream's buffer may be longer than max_record.
+#include <bit>
 #include <cstring>
 
 #include "platform/heap.h"
@@ -21,6 +22,7 @@
 #include "recio/readers.h"
 #include "recio/recio_access.h"
 #include "recio/rin.h"
+#include "support/bytes.h"
 #include "support/error.h"
 #include "support/osdll.h"
 
@@ -29,8 +31,23 @@ namespace {
 
 constexpr int kLineBreak = 10;
 
+// Bytes up to and including the first line break among the eight at `data`; 0 when there is none.
+std::uint64_t line_in_word(const std::uint8_t* data) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const std::uint64_t other = load_le<std::uint64_t>(data) ^ kOnes * kLineBreak;
+  // The lowest bit set marks the first zero byte; higher ones may be carries.
+  const std::uint64_t hits = (other - kOnes) & ~other & kOnes << 7;
+  return hits == 0 ? 0 : static_cast<std::uint64_t>(std::countr_zero(hits)) / 8 + 1;
+}
+
 // Length of the line at the start of `data`, its line break included; 0 when the line break is not there.
 std::uint64_t line_length(const std::uint8_t* data, std::uint64_t n) {
+  constexpr std::uint64_t kWord = 8;
+  // Short lines end before a call of memchr has started.
+  if (n >= 2 * kWord) {
+    if (const std::uint64_t line = line_in_word(data)) return line;
+    if (const std::uint64_t line = line_in_word(data + kWord)) return kWord + line;
+  }
   const void* hit = std::memchr(data, kLineBreak, n);
   if (hit == nullptr) return 0;
   return static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(hit) - data) + 1;

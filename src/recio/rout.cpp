@@ -30,6 +30,7 @@
 #include "recio/rin.h"
 #include "recio/rio.h"
 #include "recio/rout.h"
+#include "support/bytes.h"
 #include "support/error.h"
 #include "support/exit.h"
 #include "support/osdll.h"
@@ -211,7 +212,7 @@ std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record) {
   if (st.output_open != 0 && length != 0 && record != nullptr) {
     Stream* const s = st.output;
     if (length < s->cnt) {
-      std::memcpy(s->ptr, record, length);
+      copy_bytes(s->ptr, record, length);
       s->ptr += length;
       s->pos += length;
       s->cnt -= length;
@@ -223,5 +224,10 @@ std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record) {
 }
 
 bool rout_is_open() { return rout_st().output_open != 0; }
+
+Stream* rout_stream() {
+  const RoutState& st = rout_st();
+  return st.output_open != 0 ? st.output : nullptr;
+}
 
 }  // namespace fsort
