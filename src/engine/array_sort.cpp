@@ -1,6 +1,7 @@
 // Array sort; see array_sort.h.
 #include "engine/array_sort.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -8,6 +9,8 @@
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
 #include "engine/plan.h"
+#include "engine/prefix_skip.h"
+#include "engine/sink.h"
 #include "engine/tuning.h"
 #include "platform/heap.h"
 #include "support/record_links.h"
@@ -62,6 +65,18 @@ std::uint64_t gather_word(const SortState& s, const std::uint8_t* record, std::u
   const std::uint32_t most = left < shape.values ? left : shape.values;
   std::uint64_t cache = 0;
   std::uint32_t shift = kCacheBits;
+  if (view.step > 0 && view.bounded == 0) {
+    // The common key: no test but for its end, one table.
+    const std::uint8_t* at = record + (static_cast<std::int32_t>(rec_key_offset(record, key)) + position);
+    const std::uint16_t* const value_of = view.value;
+    for (std::uint32_t i = 0; i < most; ++i) {
+      const std::uint64_t value = value_of[at[i]];
+      if (value == 0) break;
+      shift -= shape.width;
+      cache |= value << shift;
+    }
+    return cache;
+  }
   for (std::uint32_t i = 0; i < most; ++i, position += view.step) {
     const std::uint16_t value = getvalue(record, view, key, position, s.header_bytes);
     if (value == 0) break;
@@ -72,9 +87,14 @@ std::uint64_t gather_word(const SortState& s, const std::uint8_t* record, std::u
 }
 
 void gather(const Context& c, Range& r) {
-  constexpr std::uint64_t kAhead = 8;
+  constexpr std::uint64_t kAhead = 12;
+  const std::int32_t place = static_cast<std::int32_t>(c.s->header_bytes) + r.position;
   for (std::uint64_t i = 0; i < r.count; ++i) {
-    if (i + kAhead < r.count) __builtin_prefetch(r.entries[i + kAhead].record);
+    if (i + kAhead < r.count) {
+      // The offset word and, about, the key bytes.
+      __builtin_prefetch(r.entries[i + kAhead].record);
+      __builtin_prefetch(r.entries[i + kAhead].record + place);
+    }
     r.entries[i].cache = gather_word(*c.s, r.entries[i].record, r.key, r.position);
   }
   r.used = 0;
@@ -182,6 +202,43 @@ void lay_out(const std::uint32_t* counts, std::uint32_t values, bool descending,
   }
 }
 
+// Values at the front of all cache words of the range that are the same in every one.
+std::uint32_t shared_values(const Range& r, CacheShape shape) {
+  const std::uint64_t first = r.entries[0].cache;
+  std::uint64_t differing = 0;
+  for (std::uint64_t i = 1; i < r.count; ++i) differing |= r.entries[i].cache ^ first;
+  const auto same = static_cast<std::uint32_t>(std::countl_zero(differing));
+  return std::min(same / shape.width, shape.values);
+}
+
+// Begins a plan at the range's position unless one is under way: a pass, which turns equal records around.
+void begin_plan(Range& r) {
+  if (r.plan_left != 0) return;
+  r.plan_left = plan_depth(static_cast<std::uint16_t>(r.key), r.position, r.count);
+  r.flipped = !r.flipped;
+}
+
+// True when the list sort finishes the range now. Inside a plan of several bytes the counts of its bins are
+// not known yet; fewer records than the smallest threshold would be list-sorted in any of them.
+bool is_small(const SortState& s, const Range& r) {
+  const std::uint16_t threshold =
+      r.plan_left != 0 ? kSmallestThreshold : list_sort_threshold(s.keys[r.key].max_class);
+  return r.count < threshold;
+}
+
+// After a whole word of common values: skips what follows in common without gathering it word by word. The
+// passes over these bytes are counted as ever, and the key's last byte is left to them.
+void skip_shared(const SortState& s, Range& r) {
+  const KeyView& view = s.keys[r.key];
+  const std::uint32_t length = common_prefix(r.key, r.position, r.entries, r.count);
+  for (std::uint32_t i = 0; i < length && !key_at_end(view, r.position + view.step); ++i) {
+    if (is_small(s, r)) return;
+    begin_plan(r);
+    --r.plan_left;
+    r.position += view.step;
+  }
+}
+
 void sort_range(const Context& c, Range r);
 
 // Moves the entries into parts by their next value and sorts all parts but the largest. Result: the largest
@@ -215,17 +272,10 @@ bool step_key(const SortState& s, Range& r) {
   return r.key < s.key_count;
 }
 
-// True when the list sort finishes the range now. Inside a plan of several bytes the counts of its bins are
-// not known yet; fewer records than the smallest threshold would be list-sorted in any of them.
-bool is_small(const SortState& s, const Range& r) {
-  const std::uint16_t threshold =
-      r.plan_left != 0 ? kSmallestThreshold : list_sort_threshold(s.keys[r.key].max_class);
-  return r.count < threshold;
-}
-
 // Sorts the range into its final order in place.
 void sort_range(const Context& c, Range r) {
   std::uint32_t counts[kMaxValues];
+  std::uint32_t shared = 0;  // values of the cache words known to be the same in all
   while (r.count > 1) {
     if (!step_key(*c.s, r)) {
       finish_equal(c, r);
@@ -235,17 +285,32 @@ void sort_range(const Context& c, Range r) {
       finish_small(c, r);
       return;
     }
-    if (r.used == kNotCached) gather(c, r);
-    if (r.plan_left == 0) {
-      r.plan_left = plan_depth(static_cast<std::uint16_t>(r.key), r.position, r.count);
-      r.flipped = !r.flipped;
+    const CacheShape shape = shape_of(c.s->keys[r.key]);
+    if (r.used == kNotCached) {
+      if (shared == shape.values && r.position != 0) {
+        shared = 0;
+        skip_shared(*c.s, r);
+        continue;
+      }
+      gather(c, r);
+      shared = 0;
+    }
+    begin_plan(r);
+    if (r.used < shared) {
+      r = part_of(*c.s, r, cached_value(r.entries[0].cache, shape, r.used), r.entries, r.count);
+      continue;
     }
     const std::uint32_t values = c.s->keys[r.key].max_class + 2u;
-    const CacheShape shape = shape_of(c.s->keys[r.key]);
     std::memset(counts, 0, values * sizeof(counts[0]));
     for (std::uint64_t i = 0; i < r.count; ++i) ++counts[cached_value(r.entries[i].cache, shape, r.used)];
     const std::uint32_t first = cached_value(r.entries[0].cache, shape, r.used);
-    r = counts[first] == r.count ? part_of(*c.s, r, first, r.entries, r.count) : split(c, r, counts, values);
+    if (counts[first] == r.count) {
+      shared = shared_values(r, shape);
+      r = part_of(*c.s, r, first, r.entries, r.count);
+    } else {
+      r = split(c, r, counts, values);
+      shared = 0;
+    }
   }
 }
 
@@ -266,22 +331,30 @@ void take_list(const Context& c, const Sublist& bin, Range& r) {
 // Sends the sorted records out, asking for the memory of those ahead.
 void emit_all(const ArrayEntry* entries, std::uint64_t count) {
   constexpr std::uint32_t kLine = 64;
+  constexpr std::uint32_t kMostAhead = 4 * kLine;  // the processor goes on by itself behind that
+  RecordSink sink = sink_begin();
+  std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
   for (std::uint64_t i = 0; i < count; ++i) {
     if (i + kEmitAhead < count) {
       const std::uint8_t* ahead = entries[i + kEmitAhead].record;
-      __builtin_prefetch(ahead);
-      __builtin_prefetch(ahead + kLine);
+      for (std::uint32_t at = 0; at < length + kLine; at += kLine) __builtin_prefetch(ahead + at);
     }
-    if (entries[i].record != nullptr) rec_output(entries[i].record);
+    const std::uint8_t* record = entries[i].record;
+    if (record == nullptr) continue;
+    length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
+    sink_put(sink, record);
   }
 }
+
+[[nodiscard]] std::size_t scratch_bytes(std::uint64_t capacity) { return 2 * capacity * sizeof(ArrayEntry); }
 
 }  // namespace
 
 bool array_sort_takes(const Sublist& bin) {
   const DriverState& d = driver_st();
   if (bin.child != nullptr || bin.file_count != 0 || d.verbosity > 0 || d.plain_levels != 0) return false;
-  const std::uint64_t share = d.memory_kb * 1024 / kArraySortMemoryShare / (2 * sizeof(ArrayEntry));
+  const std::uint64_t part = d.memory_given != 0 ? kArraySortMemoryShare : kArraySortPlanShare;
+  const std::uint64_t share = d.memory_kb * 1024 / part / (2 * sizeof(ArrayEntry));
   const std::uint64_t most = share < kArraySortMaxRecords ? share : kArraySortMaxRecords;
   return bin.mem_count <= most;
 }
@@ -292,7 +365,9 @@ bool array_sort_reserve(std::uint64_t records) {
   const std::uint64_t capacity =
       records < kArraySortMinRecords ? kArraySortMinRecords : std::bit_ceil(records);
   array_sort_free();
-  s.entries = static_cast<ArrayEntry*>(heap_alloc(2 * capacity * sizeof(ArrayEntry)));
+  const std::size_t bytes = scratch_bytes(capacity);
+  s.entries =
+      static_cast<ArrayEntry*>(bytes < kArraySortRegionBytes ? heap_alloc(bytes) : os->region_alloc(bytes));
   if (s.entries == nullptr) return false;
   s.entry_capacity = capacity;
   return true;
@@ -300,7 +375,12 @@ bool array_sort_reserve(std::uint64_t records) {
 
 void array_sort_free() {
   SortState& s = sort_st();
-  heap_free(s.entries);
+  const std::size_t bytes = scratch_bytes(s.entry_capacity);
+  if (bytes < kArraySortRegionBytes) {
+    heap_free(s.entries);
+  } else {
+    os->region_free(s.entries, bytes);
+  }
   s.entries = nullptr;
   s.entry_capacity = 0;
 }

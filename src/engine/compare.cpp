@@ -8,13 +8,31 @@ namespace fsort {
 
 namespace {
 
+// Compares up to `left` key bytes from `a` and `b` on; both keys end inside their records.
+int compare_bytes(const std::uint8_t* a, const std::uint8_t* b, std::int32_t left,
+                  const std::uint16_t* value_of) {
+  for (std::int32_t i = 0; i < left; ++i) {
+    const std::uint16_t va = value_of[a[i]];
+    const std::uint16_t vb = value_of[b[i]];
+    if (va != vb) return va < vb ? -1 : 1;
+    if (va == 0) return 0;
+  }
+  return 0;
+}
+
 // Compares the rest of one key, ascending. Result: -1, 0 (equal to its end in both) or 1.
 int compare_key(const SortState& s, const std::uint8_t* a, const std::uint8_t* b, std::uint32_t key,
                 std::int32_t position) {
   const KeyView& view = s.keys[key];
   const std::uint32_t header_bytes = s.header_bytes;
   const std::int32_t magnitude = position < 0 ? -position : position;
-  for (std::int32_t left = static_cast<std::int32_t>(view.length) - magnitude; left > 0; --left) {
+  std::int32_t left = static_cast<std::int32_t>(view.length) - magnitude;
+  if (view.step > 0 && view.bounded == 0) {
+    return compare_bytes(a + (static_cast<std::int32_t>(rec_key_offset(a, key)) + position),
+                         b + (static_cast<std::int32_t>(rec_key_offset(b, key)) + position), left,
+                         view.value);
+  }
+  for (; left > 0; --left) {
     const std::uint16_t va = getvalue(a, view, key, position, header_bytes);
     const std::uint16_t vb = getvalue(b, view, key, position, header_bytes);
     if (va != vb) return va < vb ? -1 : 1;

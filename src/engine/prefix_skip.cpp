@@ -4,6 +4,7 @@
 
 #include <bit>
 
+#include "engine/array_sort.h"
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
 #include "engine/plan.h"
@@ -72,6 +73,28 @@ void shorten(Prefix& p, const std::uint8_t* first, const std::uint8_t* record) {
     ++done;
   }
 }
+
+}  // namespace
+
+std::uint32_t common_prefix(std::uint32_t key, std::int32_t position, const ArrayEntry* entries,
+                            std::uint64_t count) {
+  constexpr std::uint64_t kAhead = 12;
+  const SortState& s = sort_st();
+  const std::int32_t place = static_cast<std::int32_t>(s.header_bytes) + position;
+  Prefix p{&s.keys[key], key, position, s.header_bytes, 0};
+  const std::uint8_t* first = entries[0].record;
+  p.length = live_length(p, first);
+  for (std::uint64_t i = 1; i < count && p.length != 0; ++i) {
+    if (i + kAhead < count) {
+      __builtin_prefetch(entries[i + kAhead].record);
+      __builtin_prefetch(entries[i + kAhead].record + place);
+    }
+    shorten(p, first, entries[i].record);
+  }
+  return p.length;
+}
+
+namespace {
 
 // Of `length` common bytes, how many an even number of passes consumes.
 std::uint32_t even_passes(const Prefix& p, std::uint64_t records) {

@@ -32,10 +32,14 @@ inline constexpr std::uint32_t kMaxBins = 65535;
 // Fewer records than this are distributed without prefetch hints: clearing the hint rings would cost more.
 inline constexpr std::uint64_t kHintMinRecords = 2048;
 
-// Most records that the array sort takes at once: 2 x 16 bytes each, so that both halves stay near the
-// second-level cache; and its share of the memory plan, so that a small -m stays small.
-inline constexpr std::uint64_t kArraySortMaxRecords = 256 * 1024;
+// Most records that the array sort takes at once, 2 x 16 bytes each: a pass over records on lists misses the
+// cache once a record, a pass over the array reads and writes in sequence, however large it is. And its share
+// of the memory plan, so that a small -m stays small.
+inline constexpr std::uint64_t kArraySortMaxRecords = std::uint64_t{4} << 20;
 inline constexpr std::uint64_t kArraySortMemoryShare = 16;
+inline constexpr std::uint64_t kArraySortPlanShare = 8;  // of a plan that no -m limits
+// From this size on scratch is a region of its own: it gets huge pages and goes back to the system at once.
+inline constexpr std::size_t kArraySortRegionBytes = std::size_t{1} << 20;
 // Smallest scratch made, in entries.
 inline constexpr std::uint64_t kArraySortMinRecords = 1024;
 

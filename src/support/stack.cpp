@@ -206,8 +206,9 @@ void stk_pop_release(Stack* stack) {
 
 void stk_newseg() {
   StackState& st = stack_st();
-  // Worth mapping: this one, and what the budget allows once it has grown by one.
-  Element segment = carve(st, static_cast<std::uint64_t>(st.allowed < 0 ? 0 : st.allowed) + 2);
+  // More are likely to follow, so the region has its full size: what is not touched costs nothing, and regions
+  // of one or two segments would have small pages only.
+  Element segment = carve(st, ~std::uint64_t{0});
   if (segment == nullptr) {
     segment = st.spare;
     st.spare = nullptr;

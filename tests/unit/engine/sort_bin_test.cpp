@@ -150,6 +150,32 @@ TEST_P(ShortcutsAgainstPlainLevels, GiveTheSameRecordsInTheSameOrderByteForByte)
   }
 }
 
+// Groups of records that begin apart and go on alike for whole cache words: what they share is skipped, and
+// the passes over it are counted.
+TEST_P(ShortcutsAgainstPlainLevels, GroupsThatShareLongPartsKeepTheirOrderByteForByte) {
+  std::mt19937 random(20260202);
+  const std::string alphabet = GetParam().alphabet;
+  const auto letter = [&] { return alphabet[random() % alphabet.size()]; };
+  for (const std::size_t shared : {6U, 7U, 8U, 9U, 14U, 15U, 16U, 17U, 21U, 24U}) {
+    for (const int count : {5, 8, 19, 40, 300}) {
+      Texts starts;
+      for (int g = 0; g < 3; ++g) {
+        std::string start(1, letter());
+        for (std::size_t n = 0; n < shared; ++n) start += n % 5 == 0 ? letter() : alphabet[0];
+        starts.push_back(start);
+      }
+      Texts records;
+      for (int i = 0; i < count; ++i) {
+        std::string text = starts[random() % starts.size()];
+        for (std::size_t n = random() % 4; n > 0; --n) text += letter();
+        if (random() % 8 == 0) text.resize(1 + random() % text.size());
+        records.push_back(text + "|" + std::to_string(i) + "\n");
+      }
+      ASSERT_EQ(sort_with(false, records), sort_with(true, records)) << count << " records, " << shared;
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     KeyKinds, ShortcutsAgainstPlainLevels,
     ::testing::Values(
