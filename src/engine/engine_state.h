@@ -36,7 +36,7 @@ struct DriverState {
   Stack* sublist_stack;        // levels
   Stack* data_stack;           // records
   Environment* environment;    // root level, for the windup; null outside a sort
-  std::uint8_t plain_levels;   // tests: no array sort and no prefix skip, every level in full
+  std::uint8_t plain_levels;   // tests: no shortcut, every level in full, relief within its memory
   std::uint8_t reading_input;  // the root pass is running: more data is to come
 };
 

@@ -36,6 +36,16 @@ Place place_of(const SortState& s, const Sublist& bin) {
   return place;
 }
 
+// True while levels take only a small part of the memory. Relief runs when records hold all of it, so the
+// segment for a level comes on top; without it a bin with a long common prefix would be written out and read
+// back again for every few bytes of the prefix.
+bool levels_may_grow() {
+  const DriverState& d = driver_st();
+  if (d.plain_levels != 0) return false;
+  const std::uint64_t part = d.memory_kb / d.segment_kb / kLevelShare;
+  return stk_segments(d.sublist_stack) < (part > kLevelSegments ? part : kLevelSegments);
+}
+
 // A level of one byte below the bin; null when there is no room for it.
 Environment* make_child(Environment* parent, const Sublist& bin, const Place& place) {
   const std::uint32_t bins = sort_st().keys[place.key].max_class + 2u;
@@ -43,7 +53,11 @@ Environment* make_child(Environment* parent, const Sublist& bin, const Place& pl
   Plan p;
   plan(&p, place.key, place.position, std::uint64_t{bin.mem_count} + bin.file_count, bin.file_bytes / 1024,
        true);
-  return environment_make(parent, p.step_count, p.steps, static_cast<std::uint16_t>(p.bins));
+  const auto count = static_cast<std::uint16_t>(p.bins);
+  Environment* made = environment_make(parent, p.step_count, p.steps, count);
+  if (made != nullptr || !levels_may_grow()) return made;
+  stk_newseg();
+  return environment_make(parent, p.step_count, p.steps, count);
 }
 
 // Distributes the in-memory records of one bin of the current level one level deeper and relieves that level.

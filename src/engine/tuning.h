@@ -43,6 +43,10 @@ inline constexpr std::size_t kArraySortRegionBytes = std::size_t{1} << 20;
 // Smallest scratch made, in entries.
 inline constexpr std::uint64_t kArraySortMinRecords = 1024;
 
+// Memory relief may take segments beyond the plan for its levels, up to this part of it, or this many.
+inline constexpr std::uint64_t kLevelShare = 8;
+inline constexpr std::uint64_t kLevelSegments = 8;
+
 // How many records ahead of the one being written the emission asks for memory.
 inline constexpr std::uint64_t kEmitAhead = 12;
 

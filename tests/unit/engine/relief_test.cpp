@@ -2,6 +2,7 @@
 #include "engine/relief.h"
 
 #include "engine/record_memory.h"
+#include "engine/tuning.h"
 #include "levels_fixture.h"
 #include "support/fault_os.h"
 
@@ -9,6 +10,12 @@ namespace fsort::test {
 namespace {
 
 constexpr std::uint64_t kEverything = std::uint64_t{1} << 40;
+
+// Takes all that the stack can give without a segment beyond the plan.
+void use_up(Stack* stack) {
+  while (stk_space(stack, 64) != nullptr) {
+  }
+}
 
 class Relief : public Levels {
  protected:
@@ -176,12 +183,24 @@ TEST_F(Relief, WithoutMemoryForALevelTheBinIsLeftAndWritten) {
   start({"-m", "1"});
   driver().subdivide_kb = 5;
   feed_charged('a', 20000);
-  while (stk_space(levels(), 64) != nullptr) {
+  while (stk_segments(levels()) < kLevelSegments) {
+    if (stk_space(levels(), stk_segment_size()) == nullptr) stk_newseg();
   }
+  use_up(levels());
   const std::uint32_t records = bin_of("a.").mem_count;
   empty_frames(0);
   EXPECT_EQ(bin_of("a.").child, nullptr);
   EXPECT_EQ(bin_of("a.").file_count, records);
+}
+
+TEST_F(Relief, ALevelGetsASegmentBeyondThePlan) {
+  start({"-m", "1"});
+  driver().subdivide_kb = 5;
+  feed_charged('a', 20000);
+  use_up(levels());
+  ASSERT_LT(stk_segments(levels()), kLevelSegments);
+  empty_frames(0);
+  EXPECT_NE(bin_of("a.").child, nullptr);
 }
 
 TEST_F(Relief, FramesBelowTheFloorKeepTheirRecords) {

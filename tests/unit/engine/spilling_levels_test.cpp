@@ -76,7 +76,7 @@ TEST_F(SpillingLevels, CompactingUnderUniqueLosesAndDoublesNothing) {
 
 TEST_F(SpillingLevels, MoreThanNineHundredNinetyNineWorkFilesInOneSort) {
   const Texts lines = digit_lines(200000, 2, 19, 400009);
-  EXPECT_EQ(sort_watched({"-l", "7", "-m", "1"}, lines), sorted(lines));
+  EXPECT_EQ(sort_watched({"-l", "7", "-m", "1"}, lines, true), sorted(lines));
   EXPECT_GT(instance().sublist.file_counter, 999u);
   EXPECT_LE(files_at_last_write, 20u) << "a level that is done has deleted its file";
 }
