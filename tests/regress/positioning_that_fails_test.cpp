@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/fault_os.h"
+#include "support/open_to_others.h"
 #include "support/temp_folder.h"
 #include "unit/stream/stream_fixture.h"
 
@@ -55,6 +56,7 @@ TEST_F(Positioning, ThatFailsOnceStillAppendsAtTheEnd) {
 }
 
 TEST_F(Positioning, ThatFailsLeavesTheLengthOfTheFileAlone) {
+  const OpenToOthers looking;
   folder_.make("f", "abc");
   Stream* s = fstdio_fopen(folder_.path("f").c_str(), "a");
   ASSERT_NE(s, nullptr);

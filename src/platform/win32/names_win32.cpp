@@ -22,6 +22,7 @@ namespace {
 constexpr std::size_t kLongNameUnits = 248;
 constexpr std::size_t kPrefixUnits = 8;  // room for the longest prefix
 constexpr std::size_t kValueBytes = kNameUnits;
+constexpr std::size_t kMessageUnits = 512;
 constexpr wchar_t kLongPrefix[] = L"\\\\?\\";
 constexpr wchar_t kSharePrefix[] = L"\\\\?\\UNC";
 
@@ -113,12 +114,21 @@ const char* get_env(const char* name) {
 std::uint32_t format_message(std::uint32_t flags, const void* source, std::uint32_t code,
                              std::uint32_t language, char* text, std::uint32_t size, void* arguments) {
   auto* list = static_cast<va_list*>(arguments);
-  if (!texts_are_utf8) return FormatMessageA(flags, source, code, language, text, size, list);
-  wchar_t wide[kNameUnits / 8];
-  const DWORD units = FormatMessageW(flags, source, code, language, wide,
-                                     static_cast<DWORD>(sizeof wide / sizeof wide[0]), list);
-  if (units == 0) return 0;
-  return static_cast<std::uint32_t>(narrow_text(wide, text, size));
+  char narrow[kMessageUnits];
+  std::size_t length = 0;
+  if (texts_are_utf8) {
+    wchar_t wide[kMessageUnits];
+    const auto units = static_cast<DWORD>(kMessageUnits);
+    if (FormatMessageW(flags, source, code, language, wide, units, list) == 0) return 0;
+    length = narrow_text(wide, narrow, sizeof narrow);
+  } else {
+    length = FormatMessageA(flags, source, code, language, narrow, sizeof narrow, list);
+  }
+  // By way of an area of our own: whether a text that is too long leaves a part of itself behind is not the
+  // same on all systems.
+  if (length == 0 || length >= size) return 0;
+  std::memcpy(text, narrow, length + 1);
+  return static_cast<std::uint32_t>(length);
 }
 
 }  // namespace fsort::win32

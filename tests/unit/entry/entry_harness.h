@@ -69,7 +69,8 @@ inline std::int32_t take_record(std::uint64_t length, const void* record) {
 // The system's text for an error code as messages carry it: without its last character.
 inline std::string system_text(std::uint32_t code) {
   char text[512];
-  const std::uint32_t length = os->format_message(0, nullptr, code, 0, text, sizeof text, nullptr);
+  const std::uint32_t length =
+      os->format_message(0x1200, nullptr, code, 0x400, text, sizeof text, nullptr);  // as the engine asks
   return length == 0 ? std::string() : std::string(text, length - 1);
 }
 

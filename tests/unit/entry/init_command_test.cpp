@@ -212,6 +212,7 @@ TEST_F(InitCommandTest, KeptOnPurposeAnArgumentVectorStatesTheSizeInWholeKilobyt
   make_input(3 * 1024);
   EXPECT_EQ(init_arguments({"tool", "<in", ">out"}), 0);
   EXPECT_EQ(records(), estimate(4, 10));
+  renew();  // the handle before still has the file open
   make_input(1000);
   EXPECT_EQ(init_arguments({"tool", "<in", ">out"}), 0);
   EXPECT_EQ(records(), estimate(1, 10));

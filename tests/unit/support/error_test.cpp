@@ -225,6 +225,9 @@ TEST_F(ErrorTrap, RaiseOutsideEveryTrapEndsTheProcessWithAMessage) {
 }
 
 TEST_F(ErrorTrap, RaiseNeverJumpsToAStaleTrap) {
+#if defined(NDEBUG)
+  GTEST_SKIP() << "the check is an assertion of debug builds";
+#endif
   None none;
   EXPECT_EQ(trap_run(kTrapLevel, "Left set", leave_set, none), 0);
   EXPECT_DEATH(ErrorReturn(kErrorCode, "fault"), "stale|outside every error trap");
