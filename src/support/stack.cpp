@@ -206,8 +206,8 @@ void stk_pop_release(Stack* stack) {
 
 void stk_newseg() {
   StackState& st = stack_st();
-  // More are likely to follow, so the region has its full size: what is not touched costs nothing, and regions
-  // of one or two segments would have small pages only.
+  // More are likely to follow, so the region has its full size: what is not touched costs nothing, and
+  // regions of one or two segments would have small pages only.
   Element segment = carve(st, ~std::uint64_t{0});
   if (segment == nullptr) {
     segment = st.spare;
