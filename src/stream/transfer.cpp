@@ -61,6 +61,14 @@ std::uint32_t prepare_write(const Stream* s, IoBuffer* b, std::uint32_t n) {
   return advance;
 }
 
+// A terminal or pipe whose latest request has met its end is not asked again before that end is seen: whoever
+// types would have to end the input once for every buffer.
+bool end_is_ahead(const Stream* s, bool disk) {
+  if (disk || s->busy_tail == nullptr) return false;
+  const IoBuffer* b = s->busy_tail;
+  return b->error != kErrorIoPending && (b->error != 0 || b->count == 0);
+}
+
 }  // namespace
 
 std::uint32_t aio_adjust(IoBuffer* b) {
@@ -75,7 +83,7 @@ void launch(Stream* s) {
   if (s->idle == nullptr) return;
   const bool disk = on_disk(s);
   const std::uint32_t mode = transfer_mode(s);
-  while (s->idle != nullptr) {
+  while (s->idle != nullptr && !end_is_ahead(s, disk)) {
     IoBuffer* b = s->idle;
     auto n = static_cast<std::uint32_t>(std::min<std::uint64_t>(s->left, s->bufsize));
     if (n == 0) return;

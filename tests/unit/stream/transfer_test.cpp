@@ -1,5 +1,6 @@
 // Whole buffers: read-ahead, refill, write-behind, take-back, sectors.
 #include <filesystem>
+#include <utility>
 
 #include "support/open_to_others.h"
 #include "unit/stream/stream_fixture.h"
@@ -147,6 +148,51 @@ TEST_F(Transfer, ReadingFromAMissingHandleFailsAndReadsNothing) {
   EXPECT_EQ(fs_errno, kErrorInvalidHandle);
   EXPECT_EQ(fstdio_fgetc(&s), -1);
   ffreebuf(fdetachbuf(&s));
+}
+
+// A terminal at which lines are typed while this lives; an empty one ends the input, for that time.
+class Typed {
+ public:
+  explicit Typed(std::vector<std::string> lines) : table_(*os) {
+    lines_ = std::move(lines);
+    asked_ = 0;
+    below_ = os;
+    table_.get_file_type = [](Handle /*file*/) { return kFileTypeChar; };
+    table_.read_file = [](Handle /*file*/, void* data, std::uint32_t /*count*/, std::uint32_t* done,
+                          Overlapped* /*overlapped*/) {
+      const std::string& line = lines_.at(asked_++);
+      line.copy(static_cast<char*>(data), line.size());
+      *done = static_cast<std::uint32_t>(line.size());
+      return true;
+    };
+    os = &table_;
+  }
+  ~Typed() { os = below_; }
+  Typed(const Typed&) = delete;
+  Typed& operator=(const Typed&) = delete;
+
+  [[nodiscard]] static std::size_t asked() { return asked_; }
+
+ private:
+  static inline std::vector<std::string> lines_;
+  static inline std::size_t asked_ = 0;
+  static inline const OsTable* below_ = nullptr;
+  OsTable table_;
+};
+
+TEST_F(Transfer, ATerminalIsAskedForTheEndOfItsInputOnlyOnce) {
+  Stream* s = reading("", "r", 512, 3);
+  {
+    const Typed typed({"pear\n", "fig\n", "", "unseen\n"});
+    s->left = kUnknownLength;
+    char text[16];
+    EXPECT_STREQ(fstdio_fgets(text, sizeof text, s), "pear\n");
+    EXPECT_STREQ(fstdio_fgets(text, sizeof text, s), "fig\n");
+    EXPECT_EQ(fstdio_fgetc(s), -1);
+    EXPECT_TRUE((s->flags & kStreamEof) != 0);
+    EXPECT_EQ(Typed::asked(), 3u);
+  }
+  finish(s);
 }
 
 TEST_F(Transfer, AFileThatIsCutWhileItIsReadEndsThere) {
