@@ -287,7 +287,7 @@ void run_sorts(RecordType type, std::uint64_t first_seed, std::uint64_t sorts) {
   // A campaign in which nothing happened proves nothing.
   EXPECT_GT(tally.spilled * 3, tally.sorts) << "too few of them used work files";
   EXPECT_GT(tally.counts.troubles * 6, tally.sorts) << "too few of them were disturbed";
-  EXPECT_GT(tally.disturbed_right * 30, tally.sorts);
+  EXPECT_GT(tally.disturbed_right * 60, tally.sorts);
   EXPECT_GT(tally.failed * 20, tally.sorts);
   EXPECT_GT(tally.counts.late, tally.sorts);
   EXPECT_GT(tally.counts.early, tally.sorts / 2);
