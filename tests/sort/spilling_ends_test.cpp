@@ -131,7 +131,10 @@ class SpillingEnds : public testing::Test {
   // The system's text as messages end in it.
   static std::string with_reason(const std::string& message, std::uint32_t code) {
     char text[200];
-    const std::uint32_t length = fsort::os->format_message(0, nullptr, code, 0, text, sizeof text, nullptr);
+    const std::uint32_t length =
+        fsort::os->format_message(0x1200, nullptr, code, 0x400, text, sizeof text, nullptr);
+    EXPECT_GT(length, 0u) << code;
+    if (length == 0) return message;
     return message + ":\n" + std::string(text, length - 1) + "\n";
   }
 
