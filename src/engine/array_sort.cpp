@@ -5,9 +5,10 @@
 #include <bit>
 #include <cstring>
 
-#include "engine/compare.h"
+#include "engine/array_entry.h"
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
+#include "engine/key_word.h"
 #include "engine/plan.h"
 #include "engine/prefix_skip.h"
 #include "engine/sink.h"
@@ -20,22 +21,6 @@ namespace fsort {
 namespace {
 
 constexpr std::uint32_t kMaxValues = 257;  // 256 classes and "ended"
-constexpr std::uint32_t kCacheBits = 64;
-
-// How a key's values lie in the cache word.
-struct CacheShape {
-  std::uint32_t width;   // bits a value
-  std::uint32_t values;  // values a word holds
-};
-
-[[nodiscard]] inline CacheShape shape_of(const KeyView& view) {
-  return view.max_class < 255 ? CacheShape{8, 8} : CacheShape{9, 7};
-}
-
-[[nodiscard]] inline std::uint32_t cached_value(std::uint64_t cache, CacheShape shape, std::uint32_t index) {
-  return static_cast<std::uint32_t>(cache << (shape.width * index) >> (kCacheBits - shape.width));
-}
-
 // One stretch of the array and where its records must next be told apart.
 struct Range {
   ArrayEntry* entries;
@@ -46,58 +31,49 @@ struct Range {
   std::uint32_t used;        // values of the cache words already consumed; kNotCached: gather first
   std::uint32_t plan_left;   // bytes of the current plan still to be consumed
   bool flipped;              // the order of equal records reads backwards
+  bool away;                 // the entries lie in the other half of the scratch
 };
 constexpr std::uint32_t kNotCached = 64;
+constexpr std::uint64_t kGatherAhead = 16;  // entries
+constexpr std::uint64_t kSamples = 16;
+constexpr std::uint64_t kSampleMinRecords = 64;  // more than any list-sort threshold
 
 struct Context {
   const SortState* s;
-  ArrayEntry* scratch;
+  std::int64_t other_half;  // from an entry to its place in the other half
   bool unique;
 };
 
-// The class values of a record's key bytes from `position` on, packed.
-std::uint64_t gather_word(const SortState& s, const std::uint8_t* record, std::uint32_t key,
-                          std::int32_t position) {
-  const KeyView& view = s.keys[key];
-  const CacheShape shape = shape_of(view);
-  const std::uint32_t magnitude = static_cast<std::uint32_t>(position < 0 ? -position : position);
-  const std::uint32_t left = view.length - magnitude;
-  const std::uint32_t most = left < shape.values ? left : shape.values;
-  std::uint64_t cache = 0;
-  std::uint32_t shift = kCacheBits;
-  if (view.step > 0 && view.bounded == 0) {
-    // The common key: no test but for its end, one table.
-    const std::uint8_t* at = record + (static_cast<std::int32_t>(rec_key_offset(record, key)) + position);
-    const std::uint16_t* const value_of = view.value;
-    for (std::uint32_t i = 0; i < most; ++i) {
-      const std::uint64_t value = value_of[at[i]];
-      if (value == 0) break;
-      shift -= shape.width;
-      cache |= value << shift;
-    }
-    return cache;
-  }
-  for (std::uint32_t i = 0; i < most; ++i, position += view.step) {
-    const std::uint16_t value = getvalue(record, view, key, position, s.header_bytes);
-    if (value == 0) break;
-    shift -= shape.width;
-    cache |= std::uint64_t{value} << shift;
-  }
-  return cache;
+// Asks for one entry's record: the offset word and, about, the key bytes.
+inline void prefetch_entry(const Range& r, std::uint64_t i, std::int32_t place) {
+  if (i >= r.count) return;
+  const std::uint8_t* record = entry_record(r.entries[i]);
+  __builtin_prefetch(record);
+  __builtin_prefetch(record + place);
+}
+
+// The same for those at the start, before a walk over the range that asks for each kGatherAhead ahead.
+inline void prefetch_first(const Range& r, std::int32_t place) {
+  for (std::uint64_t i = 0; i < kGatherAhead; ++i) prefetch_entry(r, i, place);
 }
 
 void gather(const Context& c, Range& r) {
-  constexpr std::uint64_t kAhead = 12;
   const std::int32_t place = static_cast<std::int32_t>(c.s->header_bytes) + r.position;
+  prefetch_first(r, place);
   for (std::uint64_t i = 0; i < r.count; ++i) {
-    if (i + kAhead < r.count) {
-      // The offset word and, about, the key bytes.
-      __builtin_prefetch(r.entries[i + kAhead].record);
-      __builtin_prefetch(r.entries[i + kAhead].record + place);
-    }
-    r.entries[i].cache = gather_word(*c.s, r.entries[i].record, r.key, r.position);
+    prefetch_entry(r, i + kGatherAhead, place);
+    r.entries[i].word = entry_word(*c.s, entry_record(r.entries[i]), r.key, r.position);
   }
   r.used = 0;
+}
+
+// Brings the entries home, where the sorted array is put together.
+void bring_home(const Context& c, Range& r) {
+  if (!r.away) return;
+  ArrayEntry* const home = r.entries - c.other_half;
+  std::memcpy(home, r.entries, r.count * sizeof(ArrayEntry));
+  r.entries = home;
+  r.away = false;
 }
 
 // Puts the entries into reading order.
@@ -114,76 +90,120 @@ void unflip(Range& r) {
 
 // A range of records that are equal in all keys. Under `unique` the first one in reading order stays.
 void finish_equal(const Context& c, Range& r) {
+  bring_home(c, r);
   if (!c.unique) {
     unflip(r);
     return;
   }
   const std::uint64_t kept = r.flipped ? r.count - 1 : 0;
   for (std::uint64_t i = 0; i < r.count; ++i) {
-    if (i != kept) r.entries[i].record = nullptr;
+    if (i != kept) r.entries[i].place = 0;
   }
 }
 
-// Order of two entries whose cache words were gathered at the same place of key r.key.
-int compare_entries(const Context& c, const Range& r, const ArrayEntry& a, const ArrayEntry& b) {
-  const bool descending = (r.directions >> r.key & 1u) != 0;
-  if (a.cache != b.cache) return (a.cache < b.cache) != descending ? -1 : 1;
-  const KeyView& view = c.s->keys[r.key];
-  const CacheShape shape = shape_of(view);
-  if (cached_value(a.cache, shape, shape.values - 1) != 0) {
-    // The words are full: the key may go on behind them.
-    const auto cached = static_cast<std::int32_t>(shape.values - r.used);
-    return compare_from(*c.s, a.record, b.record, r.key, r.position + view.step * cached, r.directions);
+// Steps to the next key when the current one is used up. Result: false when there is none.
+bool step_key(const SortState& s, Range& r) {
+  if (r.key < s.key_count && key_at_end(s.keys[r.key], r.position)) {
+    if (s.keys[r.key].spans == 0) r.used = kNotCached;
+    ++r.key;
+    r.position = 0;
   }
-  std::uint32_t directions = r.directions;
-  if (view.governed != 0 && r.used == 0 &&
-      leaves_first(view, static_cast<std::uint16_t>(cached_value(a.cache, shape, 0)), descending)) {
-    directions ^= c.s->invert_mask[r.key];
-  }
-  return compare_from(*c.s, a.record, b.record, r.key + 1, 0, directions);
+  return r.key < s.key_count;
 }
 
-// List sort of a small range: stable in reading order; under `unique` equal records but the first are
-// dropped.
-void finish_small(const Context& c, Range& r) {
-  unflip(r);
-  if (r.used == kNotCached) gather(c, r);
-  std::uint64_t kept = 0;
-  for (std::uint64_t i = 0; i < r.count; ++i) {
-    const ArrayEntry entry = r.entries[i];
-    std::uint64_t place = kept;
-    int order = 1;
-    while (place > 0 && (order = compare_entries(c, r, entry, r.entries[place - 1])) < 0) --place;
-    if (c.unique && place > 0 && order == 0) continue;
-    for (std::uint64_t k = kept; k > place; --k) r.entries[k] = r.entries[k - 1];
-    r.entries[place] = entry;
-    ++kept;
+// Moves the range's place behind one value, `value`, of its words. Result: false when the words are used up.
+bool consume(const SortState& s, Range& r, std::uint16_t value) {
+  const KeyView& view = s.keys[r.key];
+  if (view.governed != 0 && leaves_first(view, value, (r.directions >> r.key & 1u) != 0)) {
+    r.directions ^= s.invert_mask[r.key];
   }
-  for (; kept < r.count; ++kept) r.entries[kept].record = nullptr;
+  r.used = r.used + 1 < word_shape(view).values ? r.used + 1 : kNotCached;
+  if (value != 0) {
+    r.position += view.step;
+  } else {
+    if (view.spans == 0) r.used = kNotCached;
+    ++r.key;
+    r.position = 0;
+  }
+  return r.used != kNotCached;
 }
 
 // Records that went to the bin of class value `value` of range `r`: where they stand next.
 Range part_of(const SortState& s, const Range& r, std::uint32_t value, ArrayEntry* entries,
               std::uint64_t count) {
-  const KeyView& view = s.keys[r.key];
   Range part = r;
   part.entries = entries;
   part.count = count;
-  if (view.governed != 0 &&
-      leaves_first(view, static_cast<std::uint16_t>(value), (r.directions >> r.key & 1u) != 0)) {
-    part.directions ^= s.invert_mask[r.key];
-  }
-  if (value == 0) {
-    part.key = r.key + 1;
-    part.position = 0;
-    part.used = kNotCached;
-    part.plan_left = 0;
-    return part;
-  }
-  part.position = r.position + view.step;
-  part.used = r.used + 1 < shape_of(view).values ? r.used + 1 : kNotCached;
-  part.plan_left = r.plan_left - 1;
+  part.plan_left = value == 0 ? 0 : r.plan_left - 1;
+  static_cast<void>(consume(s, part, static_cast<std::uint16_t>(value)));
   return part;
+}
+
+// Orders a small range by its words alone, stable.
+void order_by_words(Range& r) {
+  const std::uint64_t turn = (r.directions >> r.key & 1u) != 0 ? ~std::uint64_t{0} : 0;
+  for (std::uint64_t i = 1; i < r.count; ++i) {
+    const ArrayEntry entry = r.entries[i];
+    const std::uint64_t word = entry.word ^ turn;
+    std::uint64_t place = i;
+    for (; place > 0 && (r.entries[place - 1].word ^ turn) > word; --place) {
+      r.entries[place] = r.entries[place - 1];
+    }
+    r.entries[place] = entry;
+  }
+}
+
+// Records of a small range whose words agree: where the key, or the next one, goes on.
+Range behind_words(const SortState& s, const Range& r, std::uint64_t from, std::uint64_t to) {
+  const std::uint64_t word = r.entries[from].word;
+  const WordShape shape = word_shape(s.keys[r.key]);
+  Range part = r;
+  part.entries = r.entries + from;
+  part.count = to - from;
+  for (std::uint32_t i = r.used; i < shape.values; ++i) {
+    if (!step_key(s, part) || part.used == kNotCached) return part;
+    const auto value = static_cast<std::uint16_t>(word_value(word, shape, i));
+    if (!consume(s, part, value)) return part;
+  }
+  part.used = kNotCached;
+  return part;
+}
+
+// Of equal records the first stays under `unique`.
+void keep_first(const Context& c, const Range& r) {
+  if (!c.unique) return;
+  for (std::uint64_t i = 1; i < r.count; ++i) r.entries[i].place = 0;
+}
+
+// List sort of a small range that is in reading order, word by word: records whose words agree are ordered by
+// the next ones. Bytes that all share are stepped over first, so that each step tells at least two records
+// apart and the depth stays below the number of records.
+void order_small(const Context& c, Range r) {
+  for (;;) {
+    if (!step_key(*c.s, r)) {
+      keep_first(c, r);
+      return;
+    }
+    if (r.used == kNotCached) gather(c, r);
+    bool all_agree = true;
+    for (std::uint64_t i = 1; all_agree && i < r.count; ++i)
+      all_agree = r.entries[i].word == r.entries[0].word;
+    if (!all_agree) break;
+    r = behind_words(*c.s, r, 0, r.count);
+  }
+  order_by_words(r);
+  for (std::uint64_t from = 0; from < r.count;) {
+    std::uint64_t to = from + 1;
+    while (to < r.count && r.entries[to].word == r.entries[from].word) ++to;
+    if (to - from > 1) order_small(c, behind_words(*c.s, r, from, to));
+    from = to;
+  }
+}
+
+void finish_small(const Context& c, Range& r) {
+  bring_home(c, r);
+  unflip(r);
+  order_small(c, r);
 }
 
 // Start of each value's part, in output order.
@@ -203,12 +223,11 @@ void lay_out(const std::uint32_t* counts, std::uint32_t values, bool descending,
 }
 
 // Values at the front of all cache words of the range that are the same in every one.
-std::uint32_t shared_values(const Range& r, CacheShape shape) {
-  const std::uint64_t first = r.entries[0].cache;
+std::uint32_t shared_values(const Range& r, WordShape shape) {
+  const std::uint64_t first = r.entries[0].word;
   std::uint64_t differing = 0;
-  for (std::uint64_t i = 1; i < r.count; ++i) differing |= r.entries[i].cache ^ first;
-  const auto same = static_cast<std::uint32_t>(std::countl_zero(differing));
-  return std::min(same / shape.width, shape.values);
+  for (std::uint64_t i = 1; i < r.count; ++i) differing |= r.entries[i].word ^ first;
+  return words_agree(differing, 0, shape);
 }
 
 // Begins a plan at the range's position unless one is under way: a pass, which turns equal records around.
@@ -226,50 +245,84 @@ bool is_small(const SortState& s, const Range& r) {
   return r.count < threshold;
 }
 
-// After a whole word of common values: skips what follows in common without gathering it word by word. The
-// passes over these bytes are counted as ever, and the key's last byte is left to them.
-void skip_shared(const SortState& s, Range& r) {
-  const KeyView& view = s.keys[r.key];
-  const std::uint32_t length = common_prefix(r.key, r.position, r.entries, r.count);
-  for (std::uint32_t i = 0; i < length && !key_at_end(view, r.position + view.step); ++i) {
-    if (is_small(s, r)) return;
+// How many positions some of the range's records share, spread over the range.
+std::uint32_t sampled_length(const SortState& s, const Range& r, std::uint32_t most) {
+  const std::uint8_t* first = entry_record(r.entries[0]);
+  std::uint32_t length = most;
+  for (std::uint64_t k = 1; k <= kSamples && length != 0; ++k) {
+    const std::uint8_t* record = entry_record(r.entries[(r.count - 1) * k / kSamples]);
+    length = shared_length(s, r.key, r.position, first, record, length);
+  }
+  return length;
+}
+
+// Positions that all records share, at most `length`. The words behind `length` positions are gathered on the
+// way and are right when the result is `length`.
+std::uint32_t gather_behind(const Context& c, Range& r, std::uint32_t length) {
+  const SortState& s = *c.s;
+  const std::int32_t step = s.keys[r.key].step;
+  const std::int32_t behind = r.position + step * static_cast<std::int32_t>(length);
+  const std::int32_t place = static_cast<std::int32_t>(s.header_bytes) + r.position;
+  const std::uint8_t* first = entry_record(r.entries[0]);
+  std::uint32_t shared = length;
+  for (std::uint64_t i = 0; i < r.count; ++i) {
+    prefetch_entry(r, i + kGatherAhead, place);
+    const std::uint8_t* record = entry_record(r.entries[i]);
+    shared = shared_length(s, r.key, r.position, first, record, shared);
+    if (shared == length) r.entries[i].word = entry_word(s, record, r.key, behind);
+  }
+  return shared;
+}
+
+// Gathers the words of a large range. A few records tell beforehand whether all may share what comes next;
+// then it is stepped over while the words behind it are gathered, in one visit to each record. The passes
+// over the shared bytes are counted as ever, and the key's last byte is left to them.
+void gather_large(const Context& c, Range& r) {
+  const KeyView& view = c.s->keys[r.key];
+  const std::uint32_t rest =
+      view.length - static_cast<std::uint32_t>(r.position < 0 ? -r.position : r.position);
+  const std::uint32_t sampled = r.count < kSampleMinRecords ? 0 : sampled_length(*c.s, r, rest - 1);
+  if (sampled < word_shape(view).values) {
+    gather(c, r);
+    return;
+  }
+  const std::uint32_t shared = gather_behind(c, r, sampled);
+  for (std::uint32_t i = 0; i < shared; ++i) {
     begin_plan(r);
     --r.plan_left;
     r.position += view.step;
+  }
+  if (shared != sampled) {
+    gather(c, r);
+  } else {
+    r.used = 0;
   }
 }
 
 void sort_range(const Context& c, Range r);
 
-// Moves the entries into parts by their next value and sorts all parts but the largest. Result: the largest
-// part.
+// Moves the entries into parts by their next value, to the other half of the scratch, and sorts all parts but
+// the largest. Result: the largest part.
 Range split(const Context& c, const Range& r, const std::uint32_t* counts, std::uint32_t values) {
-  const CacheShape shape = shape_of(c.s->keys[r.key]);
+  const WordShape shape = word_shape(c.s->keys[r.key]);
   std::uint32_t starts[kMaxValues];
   lay_out(counts, values, (r.directions >> r.key & 1u) != 0, starts);
+  Range moved = r;
+  moved.entries += r.away ? -c.other_half : c.other_half;
+  moved.away = !r.away;
+  ArrayEntry* const to = moved.entries;
   for (std::uint64_t i = 0; i < r.count; ++i) {
-    c.scratch[starts[cached_value(r.entries[i].cache, shape, r.used)]++] = r.entries[i];
+    to[starts[word_value(r.entries[i].word, shape, r.used)]++] = r.entries[i];
   }
-  std::memcpy(r.entries, c.scratch, r.count * sizeof(ArrayEntry));
   std::uint32_t largest = 0;
   for (std::uint32_t v = 1; v < values; ++v) {
     if (counts[v] > counts[largest]) largest = v;
   }
   for (std::uint32_t v = 0; v < values; ++v) {
     if (counts[v] == 0 || v == largest) continue;
-    sort_range(c, part_of(*c.s, r, v, r.entries + (starts[v] - counts[v]), counts[v]));
+    sort_range(c, part_of(*c.s, moved, v, to + (starts[v] - counts[v]), counts[v]));
   }
-  return part_of(*c.s, r, largest, r.entries + (starts[largest] - counts[largest]), counts[largest]);
-}
-
-// Steps to the next key when the current one is used up. Result: false when there is none.
-bool step_key(const SortState& s, Range& r) {
-  if (r.key < s.key_count && key_at_end(s.keys[r.key], r.position)) {
-    ++r.key;
-    r.position = 0;
-    r.used = kNotCached;
-  }
-  return r.key < s.key_count;
+  return part_of(*c.s, moved, largest, to + (starts[largest] - counts[largest]), counts[largest]);
 }
 
 // Sorts the range into its final order in place.
@@ -285,25 +338,20 @@ void sort_range(const Context& c, Range r) {
       finish_small(c, r);
       return;
     }
-    const CacheShape shape = shape_of(c.s->keys[r.key]);
+    const WordShape shape = word_shape(c.s->keys[r.key]);
     if (r.used == kNotCached) {
-      if (shared == shape.values && r.position != 0) {
-        shared = 0;
-        skip_shared(*c.s, r);
-        continue;
-      }
-      gather(c, r);
+      gather_large(c, r);
       shared = 0;
     }
     begin_plan(r);
     if (r.used < shared) {
-      r = part_of(*c.s, r, cached_value(r.entries[0].cache, shape, r.used), r.entries, r.count);
+      r = part_of(*c.s, r, word_value(r.entries[0].word, shape, r.used), r.entries, r.count);
       continue;
     }
     const std::uint32_t values = c.s->keys[r.key].max_class + 2u;
     std::memset(counts, 0, values * sizeof(counts[0]));
-    for (std::uint64_t i = 0; i < r.count; ++i) ++counts[cached_value(r.entries[i].cache, shape, r.used)];
-    const std::uint32_t first = cached_value(r.entries[0].cache, shape, r.used);
+    for (std::uint64_t i = 0; i < r.count; ++i) ++counts[word_value(r.entries[i].word, shape, r.used)];
+    const std::uint32_t first = word_value(r.entries[0].word, shape, r.used);
     if (counts[first] == r.count) {
       shared = shared_values(r, shape);
       r = part_of(*c.s, r, first, r.entries, r.count);
@@ -312,34 +360,64 @@ void sort_range(const Context& c, Range r) {
       shared = 0;
     }
   }
+  bring_home(c, r);
 }
 
 // Walks the bin's list into the array, first key bytes included.
-void take_list(const Context& c, const Sublist& bin, Range& r) {
+void take_list(const Context& c, const Sublist& bin, const Range& r) {
+  const bool whole = whole_possible(*c.s, r.key, r.position);
   std::uint64_t count = 0;
-  for (std::uint8_t* record = bin.head; record != nullptr; ++count) {
+  for (const std::uint8_t* record = bin.head; record != nullptr; ++count) {
     const std::uint64_t word = record_link_word(record);
     record_prefetch_ahead(record, word);
-    r.entries[count] = ArrayEntry{gather_word(*c.s, record, r.key, r.position), record};
-    record = reinterpret_cast<std::uint8_t*>(word & kRecordAddressMask);
+    r.entries[count] = entry_of(*c.s, record, r.key, r.position, whole);
+    record = reinterpret_cast<const std::uint8_t*>(word & kRecordAddressMask);
   }
   FSORT_ASSERT(count == bin.mem_count);
-  r.count = count;
-  r.used = 0;
+}
+
+// What the words of a bin's whole records stand for.
+struct WholeText {
+  std::uint64_t prefix;  // the key bytes in front of the word, as they lie in memory
+  std::uint32_t prefix_bytes;
+  std::uint64_t value_to_byte;
+};
+
+WholeText whole_text(const SortState& s, const Sublist& bin, std::int32_t position) {
+  if (!whole_possible(s, bin.key, position)) return WholeText{0, 0, 0};
+  // Those of any record of the bin, wherever its key starts.
+  const std::uint64_t prefix = __builtin_bswap64(record_word(bin.head, rec_key_offset(bin.head, 0)));
+  return WholeText{prefix, static_cast<std::uint32_t>(position), value_to_byte(s.keys[bin.key])};
+}
+
+// Puts a whole record where the sink is, from its word. Result: false when it must go another way.
+inline bool put_whole(const RecordSink& sink, const WholeText& text, std::uint64_t word) {
+  constexpr std::uint64_t kRoom = 3 * kWordBytes;  // prefix, word, line break
+  Stream* const to = sink.window;
+  if (to == nullptr || to->cnt < kRoom) return false;
+  const std::uint32_t end = text.prefix_bytes + word_live(word, WordShape{8, kWordBytes});
+  store_le(to->ptr, text.prefix);
+  store_le(to->ptr + text.prefix_bytes, __builtin_bswap64(word + text.value_to_byte));
+  to->ptr[end] = kLineBreak;
+  to->ptr += end + 1;
+  to->pos += end + 1;
+  to->cnt -= end + 1;
+  return true;
 }
 
 // Sends the sorted records out, asking for the memory of those ahead.
-void emit_all(const ArrayEntry* entries, std::uint64_t count) {
+void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& text) {
   constexpr std::uint32_t kLine = 64;
   constexpr std::uint32_t kMostAhead = 4 * kLine;  // the processor goes on by itself behind that
   RecordSink sink = sink_begin();
   std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (i + kEmitAhead < count) {
-      const std::uint8_t* ahead = entries[i + kEmitAhead].record;
+    if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & kWholeRecord) == 0) {
+      const std::uint8_t* ahead = entry_record(entries[i + kEmitAhead]);
       for (std::uint32_t at = 0; at < length + kLine; at += kLine) __builtin_prefetch(ahead + at);
     }
-    const std::uint8_t* record = entries[i].record;
+    if ((entries[i].place & kWholeRecord) != 0 && put_whole(sink, text, entries[i].word)) continue;
+    const std::uint8_t* record = entry_record(entries[i]);
     if (record == nullptr) continue;
     length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
     sink_put(sink, record);
@@ -362,8 +440,8 @@ bool array_sort_takes(const Sublist& bin) {
 bool array_sort_reserve(std::uint64_t records) {
   SortState& s = sort_st();
   if (records <= s.entry_capacity) return true;
-  const std::uint64_t capacity =
-      records < kArraySortMinRecords ? kArraySortMinRecords : std::bit_ceil(records);
+  const std::uint64_t room = records + records / 8;
+  const std::uint64_t capacity = room < kArraySortMinRecords ? kArraySortMinRecords : room;
   array_sort_free();
   const std::size_t bytes = scratch_bytes(capacity);
   s.entries =
@@ -387,19 +465,22 @@ void array_sort_free() {
 
 void array_sort(Sublist* bin, bool unique) {
   SortState& s = sort_st();
-  const Context c{&s, s.entries + s.entry_capacity, unique};
+  const Context c{&s, static_cast<std::int64_t>(s.entry_capacity), unique};
   Range r{};
   r.entries = s.entries;
   r.key = bin->key;
   r.position = key_position(s.keys[bin->key], bin->position);
   r.directions = s.descending;
+  r.count = bin->mem_count;
+  r.used = 0;
+  const WholeText text = whole_text(s, *bin, r.position);
   take_list(c, *bin, r);
   bin->head = nullptr;
   bin->mem_count = 0;
   bin->mem_bytes = 0;
   const std::uint64_t count = r.count;
   sort_range(c, r);
-  emit_all(s.entries, count);
+  emit_all(s.entries, count, text);
 }
 
 }  // namespace fsort

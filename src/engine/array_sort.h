@@ -6,20 +6,23 @@
 // byte for byte, the order of equal records included:
 //
 //   - the same decisions: key steps, list-sort thresholds by record count, and plans of several bytes
-//   (plan_depth);
+//     (plan_depth);
 //   - every pass of the level method turns the order of each bin around. Here a pass keeps the order and a
-//   flag tells
-//     whether it reads backwards (`flipped`); a plan of several bytes is one pass, so the flag turns once a
-//     plan;
+//   flag
+//     tells whether it reads backwards (`flipped`); a plan of several bytes is one pass, so the flag turns
+//     once a plan;
 //   - the parts of a range are laid out in output order at once, descending keys backwards, and the half of a
 //     governing key that leaves first runs with its dependents' directions flipped (key_view.h).
 //
 // Because parts end up in their final place, they may be finished in any order: the largest is continued in
 // the loop, the others by recursion, so that the depth is at most the logarithm of the record count. A byte
-// shared by all records of a range costs one look at the range, not a pass.
+// shared by all records of a range costs one look at the range, not a pass; a few records tell beforehand
+// whether what comes behind the words may be shared, and then it is stepped over while the next words are
+// gathered.
 //
-//   cache word, 8 bits a value:  | v0 | v1 | v2 | ... | v7 |   v = class + 1, 0 = the key has ended
-//   9 bits (7 values) when the key's table has 256 classes. After an ended value the rest is 0.
+// The scratch has two halves. A pass moves a range's entries from one to the other, each part at its final
+// index; what is finished goes home to the first half. Records that their words hold in full (array_entry.h)
+// are written from there.
 #pragma once
 
 #include <cstdint>
@@ -27,11 +30,6 @@
 #include "sublist/sublist.h"
 
 namespace fsort {
-
-struct ArrayEntry {
-  std::uint64_t cache;
-  std::uint8_t* record;  // null: dropped as a duplicate
-};
 
 // True when the bin can be finished here: no child, nothing on file, and the scratch holds it.
 [[nodiscard]] bool array_sort_takes(const Sublist& bin);

@@ -3,41 +3,24 @@
 
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
+#include "engine/key_word.h"
 
 namespace fsort {
 
 namespace {
 
-// Compares up to `left` key bytes from `a` and `b` on; both keys end inside their records.
-int compare_bytes(const std::uint8_t* a, const std::uint8_t* b, std::int32_t left,
-                  const std::uint16_t* value_of) {
-  for (std::int32_t i = 0; i < left; ++i) {
-    const std::uint16_t va = value_of[a[i]];
-    const std::uint16_t vb = value_of[b[i]];
-    if (va != vb) return va < vb ? -1 : 1;
-    if (va == 0) return 0;
-  }
-  return 0;
-}
-
-// Compares the rest of one key, ascending. Result: -1, 0 (equal to its end in both) or 1.
+// Compares the rest of one key, ascending, a word of class values at a time. Result: -1, 0 (equal to its end
+// in both) or 1.
 int compare_key(const SortState& s, const std::uint8_t* a, const std::uint8_t* b, std::uint32_t key,
                 std::int32_t position) {
   const KeyView& view = s.keys[key];
-  const std::uint32_t header_bytes = s.header_bytes;
-  const std::int32_t magnitude = position < 0 ? -position : position;
-  std::int32_t left = static_cast<std::int32_t>(view.length) - magnitude;
-  if (view.step > 0 && view.bounded == 0) {
-    return compare_bytes(a + (static_cast<std::int32_t>(rec_key_offset(a, key)) + position),
-                         b + (static_cast<std::int32_t>(rec_key_offset(b, key)) + position), left,
-                         view.value);
-  }
-  for (; left > 0; --left) {
-    const std::uint16_t va = getvalue(a, view, key, position, header_bytes);
-    const std::uint16_t vb = getvalue(b, view, key, position, header_bytes);
-    if (va != vb) return va < vb ? -1 : 1;
-    if (va == 0) return 0;
-    position += view.step;
+  const WordShape shape = word_shape(view);
+  while (!key_at_end(view, position)) {
+    const std::uint64_t word_a = key_word(s, a, key, position);
+    const std::uint64_t word_b = key_word(s, b, key, position);
+    if (word_a != word_b) return word_a < word_b ? -1 : 1;
+    if (word_value(word_a, shape, shape.values - 1) == 0) return 0;
+    position += view.step * static_cast<std::int32_t>(shape.values);
   }
   return 0;
 }

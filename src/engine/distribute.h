@@ -1,8 +1,8 @@
 // Distribution passes: every record of a source goes to a bin of the current environment.
 //
 // Records are pushed on the front of their bin's list, so a bin holds them in the reverse of the order in
-// which the pass met them. Each push also notes where the record eight pushes earlier lies (record_links.h):
-// a ring of the last eight heads a bin, cleared before each pass, supplies it.
+// which the pass met them. Each push also notes where the record kHintAhead pushes earlier lies
+// (record_links.h): a ring of the latest heads a bin, cleared before each pass, supplies it.
 #pragma once
 
 #include <cstdint>

@@ -40,6 +40,13 @@ struct DriverState {
   std::uint8_t reading_input;  // the root pass is running: more data is to come
 };
 
+// How the classes of several key bytes are found at once (key_word.h).
+enum KeyMapping : std::uint8_t {
+  kMapByBytes,  // they are not: walked backwards, or an end that no byte marks
+  kMapByTable,  // byte by byte out of one load
+  kMapByRun,    // most of the table is one run of bytes in ascending order: all at once
+};
+
 // What the hot loops need of one key, gathered once a sort (key_view.h).
 struct KeyView {
   const std::uint16_t* value;  // class + 1 of a byte, 0 = the key has ended
@@ -48,6 +55,13 @@ struct KeyView {
   std::int16_t step;           // +1 or -1
   std::uint8_t governed;       // entries that this key's lower half inverts
   std::uint8_t bounded;        // offsets must be tested against the record's ends
+  KeyMapping mapping;
+  std::uint8_t one_to_one;  // no two bytes share a class
+  std::uint8_t spans;       // words of entries go on with the next key (key_word.h)
+  // kMapByRun: bytes run_start to run_start + run_last have the values run_value, run_value + 1, ...
+  std::uint8_t run_start;
+  std::uint8_t run_last;
+  std::uint8_t run_value;
 };
 
 // The running sort.
@@ -66,7 +80,7 @@ struct SortState {
   std::uint32_t protected_bin;
   std::uint64_t memory_reserve;   // bytes a preload asked for
   std::uint64_t free_data_kb;     // data memory left to deeper preloads
-  std::uint8_t** hint_rings;      // last eight heads of each bin (distribute.cpp); null: no hints
+  std::uint8_t** hint_rings;      // latest heads of each bin (distribute.cpp); null: no hints
   std::uint32_t hint_bins;        // bins that hint_rings has room for
   std::uint8_t hint_rings_taken;  // a pass is using them
   ArrayEntry* entries;            // scratch of the array sort; null until first used

@@ -8,6 +8,9 @@ namespace fsort {
 
 namespace {
 
+constexpr unsigned kBytes = 256;
+constexpr unsigned kRunMinBytes = 8;  // a shorter run hardly ever holds all bytes of a word
+
 // The keys that key `k` flips: its dependents, less the dependents of a dependent that governs others itself.
 std::uint32_t inversion_mask(std::uint16_t k, std::uint16_t keys) {
   std::uint32_t mask = 0;
@@ -18,6 +21,39 @@ std::uint32_t inversion_mask(std::uint16_t k, std::uint16_t keys) {
     j += 1u + key_entry(static_cast<std::uint16_t>(j)).count;
   }
   return mask;
+}
+
+// The longest stretch of consecutive bytes whose values are consecutive, too.
+void find_run(KeyView& view) {
+  unsigned longest = 0;
+  for (unsigned start = 0; start < kBytes;) {
+    unsigned end = start + 1;
+    while (end < kBytes && view.value[start] != 0 && view.value[end] == view.value[end - 1] + 1) ++end;
+    if (view.value[start] != 0 && end - start > longest) {
+      longest = end - start;
+      view.run_start = static_cast<std::uint8_t>(start);
+      view.run_last = static_cast<std::uint8_t>(longest - 1);
+      view.run_value = static_cast<std::uint8_t>(view.value[start]);
+    }
+    start = end;
+  }
+  if (longest >= kRunMinBytes) view.mapping = kMapByRun;
+}
+
+bool is_one_to_one(const KeyView& view) {
+  std::uint8_t seen[kBytes + 1] = {};
+  for (unsigned b = 0; b < kBytes; ++b) {
+    if (view.value[b] != 0 && seen[view.value[b]]++ != 0) return false;
+  }
+  return true;
+}
+
+void choose_mapping(KeyView& view) {
+  view.one_to_one = is_one_to_one(view) ? 1 : 0;
+  view.mapping = kMapByBytes;
+  if (view.step < 0 || view.bounded != 0 || view.max_class > 254) return;
+  view.mapping = kMapByTable;
+  find_run(view);
 }
 
 KeyView view_of(const KeyEntry& entry) {
@@ -31,7 +67,23 @@ KeyView view_of(const KeyEntry& entry) {
   const bool unmarked_end =
       entry.sequence->bounded != 0 || entry.direction == kBackward || entry.start == kOpenStart;
   view.bounded = !in_header && unmarked_end ? 1 : 0;
+  choose_mapping(view);
   return view;
+}
+
+// True when the words of key `k` may go on with key k + 1: the two run in the same direction whatever the
+// keys do that govern them, and their values are equally wide.
+bool spans_next(const SortState& s, std::uint32_t k) {
+  if (k + 1u >= s.key_count) return false;
+  const KeyView& view = s.keys[k];
+  const KeyView& next = s.keys[k + 1];
+  if (view.mapping == kMapByBytes || next.mapping == kMapByBytes) return false;
+  if (view.governed != 0 || next.governed != 0) return false;
+  const auto differ = [k](std::uint32_t mask) { return ((mask >> k ^ mask >> (k + 1)) & 1u) != 0; };
+  for (std::uint32_t i = 0; i < s.key_count; ++i) {
+    if (differ(s.invert_mask[i])) return false;
+  }
+  return !differ(s.descending);
 }
 
 }  // namespace
@@ -47,6 +99,7 @@ void key_view_init() {
     s.invert_mask[k] = inversion_mask(k, s.key_count);
     if (entry.descending != 0) s.descending |= std::uint32_t{1} << k;
   }
+  for (std::uint32_t k = 0; k < s.key_count; ++k) s.keys[k].spans = spans_next(s, k) ? 1 : 0;
 }
 
 void ikey(std::uint16_t key) {

@@ -13,15 +13,16 @@
 
 namespace fsort {
 
-struct ArrayEntry;
+struct SortState;
 
 // Moves the bin's position over the common prefix of its records (all in memory) within its key.
 // Result: true when it moved.
 bool skip_common_prefix(Sublist* bin);
 
-// Bytes of `key` from `position` on in whose classes all records of the array agree and in which the key has
-// not ended; found in one look at each record.
-[[nodiscard]] std::uint32_t common_prefix(std::uint32_t key, std::int32_t position, const ArrayEntry* entries,
-                                          std::uint64_t count);
+// How many positions of `key` from `position` on `first` and `record` share, their keys not ended, at most
+// `most`.
+[[nodiscard]] std::uint32_t shared_length(const SortState& s, std::uint32_t key, std::int32_t position,
+                                          const std::uint8_t* first, const std::uint8_t* record,
+                                          std::uint32_t most);
 
 }  // namespace fsort

@@ -35,9 +35,9 @@ inline constexpr std::uint64_t kHintMinRecords = 2048;
 // Most records that the array sort takes at once, 2 x 16 bytes each: a pass over records on lists misses the
 // cache once a record, a pass over the array reads and writes in sequence, however large it is. And its share
 // of the memory plan, so that a small -m stays small.
-inline constexpr std::uint64_t kArraySortMaxRecords = std::uint64_t{4} << 20;
+inline constexpr std::uint64_t kArraySortMaxRecords = std::uint64_t{8} << 20;
 inline constexpr std::uint64_t kArraySortMemoryShare = 16;
-inline constexpr std::uint64_t kArraySortPlanShare = 8;  // of a plan that no -m limits
+inline constexpr std::uint64_t kArraySortPlanShare = 2;  // of a plan that no -m limits
 // From this size on scratch is a region of its own: it gets huge pages and goes back to the system at once.
 inline constexpr std::size_t kArraySortRegionBytes = std::size_t{1} << 20;
 // Smallest scratch made, in entries.

@@ -1,15 +1,15 @@
 // The link of a record in memory: the next record of its list and a prefetch hint, packed in one word.
 //
 // A bin's list is a chain through memory that no cache holds; following it costs one miss per record. The
-// hint removes the wait: while a bin is filled, every record notes where the record pushed eight earlier
-// lies, and a reader of the list asks for that line now and finds it there eight records later.
+// hint removes the wait: while a bin is filled, every record notes where the record pushed sixteen earlier
+// lies, and a reader of the list asks for that line now and finds it there sixteen records later.
 //
 //     bit 63            48 47                                             0
 //        |  hint (16 bits) |  address of the next record, 0 = end of list  |
 //
-// The hint is a signed number of 64-byte lines: the link of the record eight further down the list lies that
-// many lines below this record's own (0: unknown). A distance beyond 2 MiB is stored as 0. A wrong hint costs
-// a useless prefetch, nothing else. User addresses of both systems fit in 47 bits.
+// The hint is a signed number of 64-byte lines: the link of the record sixteen further down the list lies
+// that many lines below this record's own (0: unknown). A distance beyond 2 MiB is stored as 0. A wrong hint
+// costs a useless prefetch, nothing else. User addresses of both systems fit in 47 bits.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace fsort {
 inline constexpr unsigned kRecordLinkBytes = 8;
 inline constexpr unsigned kHintShift = 48;
 inline constexpr unsigned kHintLineShift = 6;
-inline constexpr unsigned kHintAhead = 8;  // how many records further down the list the hint points
+inline constexpr unsigned kHintAhead = 16;  // how many records further down the list the hint points
 inline constexpr std::int64_t kHintMaxLines = 0x7FFF;
 inline constexpr std::uint64_t kRecordAddressMask = (std::uint64_t{1} << kHintShift) - 1;
 

@@ -217,6 +217,36 @@ TEST(RandomSorts, WithBinsTooLargeForTheArraySortGiveTheReferenceOrder) {
   run_sorts({RecordType::text, true}, 12000000, 4, hundred_thousand);
 }
 
+// Lines so short that the sort writes them without looking at them again, between others, by files: what
+// leaves is what came, in the order that plain levels give.
+TEST(RandomSorts, OfShortLinesByFilesLeaveAsTheyCame) {
+  Random random(13000000);
+  for (int round = 0; round < (kSlow ? 40 : 400); ++round) {
+    SortRequest request;
+    request.arguments =
+        split_command(random.pick<std::string>({"-q", "-q -u", "-q -i", "-q -k -b ' '", "-q -k 'a'-'z'",
+                                                "-q -u -k 'a'-'c' ' '", "-q -k -c 1-", "-q -k -c 0-3"}));
+    request.arguments.insert(request.arguments.begin(), {"-obs", random.pick<std::string>({"1", "2", "60"})});
+    request.input = request.output = Route::file;
+    const std::string alphabet =
+        random.pick<std::string>({"ab", "abc \t", "abcdefgh", std::string("ab\x01\xff"), " ~a"});
+    const std::vector<char> letters(alphabet.begin(), alphabet.end());
+    const std::size_t longest = random.pick<std::size_t>({3, 7, 8, 9, 12});
+    const std::size_t prefix = random.chance(30) ? random.pick<std::size_t>({1, 7, 8, 9}) : 0;
+    for (std::size_t n = random.pick<std::size_t>({40, 300, 3000}); n > 0; --n) {
+      std::string line(prefix, alphabet[0]);
+      for (int left = random.below(static_cast<int>(longest) + 1); left > 0; --left)
+        line += random.pick(letters);
+      request.records.push_back(line + "\n");
+    }
+    const SortRun run = run_fsort(request);
+    request.plain_levels = true;
+    const SortRun plain = run_fsort(request);
+    ASSERT_EQ(run.status, plain.status) << round;
+    ASSERT_EQ(run.bytes, plain.bytes) << round << " " << join(request.arguments);
+  }
+}
+
 // The oracle and the reference engine were written apart; where both are asked they must agree.
 TEST(ReferenceEngine, AgreesWithTheOracleOnRandomSorts) {
   const std::uint64_t replay = from_environment("FSORT_TEST_SEED", 0);
