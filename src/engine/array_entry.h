@@ -4,10 +4,11 @@
 //   the
 //                         key bytes in front of it, which all records of the bin share, says everything that
 //                         is in it but a line break at the end
+//   bit 62                the record is the same, byte for byte, as the one in front of it in the output
 //   bits 0 to 47          its address; 0: dropped as a duplicate
 //
-// A whole record can be written without looking at it again. That is worth a bit: with short lines the visit
-// to each record's memory is the most expensive part of writing them.
+// A record so marked can be written without looking at it again. That is worth two bits: with short lines,
+// and with few different ones, the visit to each record's memory is the most expensive part of writing them.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,7 @@ struct ArrayEntry {
 };
 
 inline constexpr std::uint64_t kWholeRecord = std::uint64_t{1} << 63;
+inline constexpr std::uint64_t kSameRecord = std::uint64_t{1} << 62;
 inline constexpr std::uint8_t kLineBreak = 10;
 
 [[nodiscard]] inline std::uint8_t* entry_record(const ArrayEntry& entry) {

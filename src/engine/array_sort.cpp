@@ -32,6 +32,7 @@ struct Range {
   std::uint32_t plan_left;   // bytes of the current plan still to be consumed
   bool flipped;              // the order of equal records reads backwards
   bool away;                 // the entries lie in the other half of the scratch
+  bool identical;            // the records are the same byte for byte
 };
 constexpr std::uint32_t kNotCached = 64;
 constexpr std::uint64_t kGatherAhead = 16;  // entries
@@ -93,6 +94,7 @@ void finish_equal(const Context& c, Range& r) {
   bring_home(c, r);
   if (!c.unique) {
     unflip(r);
+    for (std::uint64_t i = 1; r.identical && i < r.count; ++i) r.entries[i].place |= kSameRecord;
     return;
   }
   const std::uint64_t kept = r.flipped ? r.count - 1 : 0;
@@ -256,6 +258,15 @@ std::uint32_t sampled_length(const SortState& s, const Range& r, std::uint32_t m
   return length;
 }
 
+// True when `record` is `first` byte for byte, given that all of its key up to `rest` is the same: the key is
+// the first one and begins with the data, and at most a word is left behind it.
+bool is_same_record(const SortState& s, const std::uint8_t* first, const std::uint8_t* record,
+                    std::uint32_t rest) {
+  const std::uint32_t total = rec_total_length(first);
+  return rec_total_length(record) == total && rec_key_offset(record, 0) == s.header_bytes &&
+         total - rest <= kWordBytes && record_word(record, rest) == record_word(first, rest);
+}
+
 // Positions that all records share, at most `length`. The words behind `length` positions are gathered on the
 // way and are right when the result is `length`.
 std::uint32_t gather_behind(const Context& c, Range& r, std::uint32_t length) {
@@ -264,13 +275,20 @@ std::uint32_t gather_behind(const Context& c, Range& r, std::uint32_t length) {
   const std::int32_t behind = r.position + step * static_cast<std::int32_t>(length);
   const std::int32_t place = static_cast<std::int32_t>(s.header_bytes) + r.position;
   const std::uint8_t* first = entry_record(r.entries[0]);
+  const auto rest = static_cast<std::uint32_t>(rec_key_offset(first, r.key) + behind);
   std::uint32_t shared = length;
+  bool identical = r.key == 0 && s.keys[0].one_to_one != 0 && step > 0 && rest <= rec_total_length(first);
   for (std::uint64_t i = 0; i < r.count; ++i) {
     prefetch_entry(r, i + kGatherAhead, place);
+    prefetch_entry(r, i + kGatherAhead, place + static_cast<std::int32_t>(length));
     const std::uint8_t* record = entry_record(r.entries[i]);
-    shared = shared_length(s, r.key, r.position, first, record, shared);
+    identical = identical && is_same_record(s, first, record, rest);
+    if (!same_bytes(s, r.key, r.position, first, record, shared)) {
+      shared = shared_length(s, r.key, r.position, first, record, shared);
+    }
     if (shared == length) r.entries[i].word = entry_word(s, record, r.key, behind);
   }
+  r.identical = identical && shared == length;
   return shared;
 }
 
@@ -411,14 +429,15 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
   constexpr std::uint32_t kMostAhead = 4 * kLine;  // the processor goes on by itself behind that
   RecordSink sink = sink_begin();
   std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
+  const std::uint8_t* record = nullptr;
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & kWholeRecord) == 0) {
+    if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & (kWholeRecord | kSameRecord)) == 0) {
       const std::uint8_t* ahead = entry_record(entries[i + kEmitAhead]);
       for (std::uint32_t at = 0; at < length + kLine; at += kLine) __builtin_prefetch(ahead + at);
     }
     if ((entries[i].place & kWholeRecord) != 0 && put_whole(sink, text, entries[i].word)) continue;
-    const std::uint8_t* record = entry_record(entries[i]);
-    if (record == nullptr) continue;
+    if ((entries[i].place & kSameRecord) == 0) record = entry_record(entries[i]);
+    if (entries[i].place == 0) continue;
     length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
     sink_put(sink, record);
   }

@@ -3,6 +3,7 @@
 #include "engine/prefix_skip.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
@@ -20,6 +21,15 @@ std::uint32_t rest_of_key(const KeyView& view, std::int32_t position) {
 }
 
 }  // namespace
+
+bool same_bytes(const SortState& s, std::uint32_t key, std::int32_t position, const std::uint8_t* first,
+                const std::uint8_t* record, std::uint32_t length) {
+  if (s.keys[key].mapping == kMapByBytes) return false;
+  const auto at_first = static_cast<std::uint32_t>(rec_key_offset(first, key) + position);
+  const auto at_record = static_cast<std::uint32_t>(rec_key_offset(record, key) + position);
+  return at_record + length <= rec_total_length(record) &&
+         std::memcmp(first + at_first, record + at_record, length) == 0;
+}
 
 std::uint32_t shared_length(const SortState& s, std::uint32_t key, std::int32_t position,
                             const std::uint8_t* first, const std::uint8_t* record, std::uint32_t most) {
@@ -65,11 +75,13 @@ bool skip_common_prefix(Sublist* bin) {
   if (view.governed != 0 || bin->head == nullptr) return false;
   const std::int32_t position = key_position(view, bin->position);
   const std::uint8_t* first = bin->head;
-  std::uint32_t length = rest_of_key(view, position);
+  std::uint32_t length = shared_length(s, bin->key, position, first, first, rest_of_key(view, position));
   for (const std::uint8_t* record = first; record != nullptr && length > 1;) {
     const std::uint64_t word = record_link_word(record);
     record_prefetch_ahead(record, word);
-    length = shared_length(s, bin->key, position, first, record, length);
+    if (!same_bytes(s, bin->key, position, first, record, length)) {
+      length = shared_length(s, bin->key, position, first, record, length);
+    }
     record = reinterpret_cast<const std::uint8_t*>(word & kRecordAddressMask);
   }
   const std::uint32_t skipped = length > 1 ? even_passes(*bin, position, length) : 0;

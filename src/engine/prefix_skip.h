@@ -19,6 +19,11 @@ struct SortState;
 // Result: true when it moved.
 bool skip_common_prefix(Sublist* bin);
 
+// True when the key bytes of `first` and `record` from `position` on are the same for `length` positions: a
+// look at bytes, not at classes, so false says nothing. Requires: the key of `first` does not end within them
+[[nodiscard]] bool same_bytes(const SortState& s, std::uint32_t key, std::int32_t position,
+                              const std::uint8_t* first, const std::uint8_t* record, std::uint32_t length);
+
 // How many positions of `key` from `position` on `first` and `record` share, their keys not ended, at most
 // `most`.
 [[nodiscard]] std::uint32_t shared_length(const SortState& s, std::uint32_t key, std::int32_t position,
