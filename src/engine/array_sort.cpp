@@ -45,8 +45,9 @@ struct Context {
   bool unique;
 };
 
-// Asks for one entry's record: the offset word and, about, the key bytes.
-inline void prefetch_entry(const Range& r, std::uint64_t i, std::int32_t place) {
+// Asks for one entry's record: the offset word and, about, the key bytes. Always inline, see
+// record_prefetch_ahead.
+[[gnu::always_inline]] inline void prefetch_entry(const Range& r, std::uint64_t i, std::int32_t place) {
   if (i >= r.count) return;
   const std::uint8_t* record = entry_record(r.entries[i]);
   __builtin_prefetch(record);
@@ -54,7 +55,7 @@ inline void prefetch_entry(const Range& r, std::uint64_t i, std::int32_t place) 
 }
 
 // The same for those at the start, before a walk over the range that asks for each kGatherAhead ahead.
-inline void prefetch_first(const Range& r, std::int32_t place) {
+[[gnu::always_inline]] inline void prefetch_first(const Range& r, std::int32_t place) {
   for (std::uint64_t i = 0; i < kGatherAhead; ++i) prefetch_entry(r, i, place);
 }
 
@@ -423,21 +424,21 @@ inline bool put_whole(const RecordSink& sink, const WholeText& text, std::uint64
   return true;
 }
 
-// Sends the sorted records out, asking for the memory of those ahead.
+// Sends the sorted records out, asking for the memory of those ahead. Requires: count > 0
 void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& text) {
   constexpr std::uint32_t kLine = 64;
   constexpr std::uint32_t kMostAhead = 4 * kLine;  // the processor goes on by itself behind that
   RecordSink sink = sink_begin();
   std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
-  const std::uint8_t* record = nullptr;
+  const std::uint8_t* record = entry_record(entries[0]);
   for (std::uint64_t i = 0; i < count; ++i) {
     if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & (kWholeRecord | kSameRecord)) == 0) {
       const std::uint8_t* ahead = entry_record(entries[i + kEmitAhead]);
       for (std::uint32_t at = 0; at < length + kLine; at += kLine) __builtin_prefetch(ahead + at);
     }
     if ((entries[i].place & kWholeRecord) != 0 && put_whole(sink, text, entries[i].word)) continue;
-    if ((entries[i].place & kSameRecord) == 0) record = entry_record(entries[i]);
     if (entries[i].place == 0) continue;
+    if ((entries[i].place & kSameRecord) == 0) record = entry_record(entries[i]);
     length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
     sink_put(sink, record);
   }
