@@ -7,8 +7,8 @@
 #include "engine/engine_access.h"
 #include "engine/environment.h"
 #include "engine/key_view.h"
+#include "engine/list_push.h"
 #include "platform/heap.h"
-#include "support/record_links.h"
 
 namespace fsort {
 
@@ -37,17 +37,7 @@ void give_rings_back(std::uint8_t** rings) {
 
 // Puts a record on the front of a bin's list.
 inline void push(Sublist* bins, std::uint8_t** rings, std::uint32_t bin, std::uint8_t* record) {
-  Sublist& b = bins[bin];
-  if (rings != nullptr) {
-    std::uint8_t** ring = rings + std::size_t{bin} * kHintAhead + b.mem_count % kHintAhead;
-    record_set_next_hinted(record, b.head, *ring);
-    *ring = record;
-  } else {
-    record_set_next(record, b.head);
-  }
-  b.head = record;
-  b.mem_bytes += rec_charge(record);
-  ++b.mem_count;
+  list_push(bins[bin], rings != nullptr ? rings + std::size_t{bin} * kHintAhead : nullptr, record);
 }
 
 }  // namespace

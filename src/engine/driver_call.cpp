@@ -1,5 +1,6 @@
 // The run of a sort: plan and make the root level, distribute all input, process the bins, end the output.
 #include "engine/array_sort.h"
+#include "engine/descent.h"
 #include "engine/distribute.h"
 #include "engine/driver.h"
 #include "engine/engine_access.h"
@@ -63,6 +64,7 @@ int run(Nothing& /*none*/) {
   d.environment = nullptr;
   array_sort_free();
   hint_rings_free();
+  descent_free();
   end_output();
   if (d.verbosity >= 0) {
     display_out(start);

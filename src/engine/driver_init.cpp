@@ -8,6 +8,7 @@
 
 #include "cmdline/arg.h"
 #include "engine/array_sort.h"
+#include "engine/descent.h"
 #include "engine/distribute.h"
 #include "engine/driver.h"
 #include "engine/engine_access.h"
@@ -61,6 +62,7 @@ bool take_operand(const Vector& v, const char* name, const char** operand) {
 void reset(const Vector& v) {
   array_sort_free();
   hint_rings_free();
+  descent_free();
   levels_drop();
   DriverState& d = driver_st();
   // Stacks of an earlier start that failed hold its whole memory.
@@ -216,6 +218,7 @@ void fsort_windup(Instance* /*instance*/) {
   d.sublist_stack = nullptr;
   array_sort_free();
   hint_rings_free();
+  descent_free();
 }
 
 std::uint64_t os_memsize() {

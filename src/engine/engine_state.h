@@ -83,6 +83,7 @@ struct SortState {
   std::uint8_t** hint_rings;      // latest heads of each bin (distribute.cpp); null: no hints
   std::uint32_t hint_bins;        // bins that hint_rings has room for
   std::uint8_t hint_rings_taken;  // a pass is using them
+  std::uint8_t** descent_rings;   // the same for descents, shared by address (descent.cpp)
   ArrayEntry* entries;            // scratch of the array sort; null until first used
   std::uint64_t entry_capacity;   // entries in each half of it
   std::uint32_t levels_moved;     // compactions that moved the level being worked on; only tests look at it

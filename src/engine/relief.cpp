@@ -1,12 +1,13 @@
 // Memory relief; see relief.h.
 #include "engine/relief.h"
 
+#include "engine/descent.h"
 #include "engine/distribute.h"
 #include "engine/driver.h"
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
 #include "engine/order.h"
-#include "engine/plan.h"
+#include "engine/relief_levels.h"
 #include "engine/report.h"
 #include "engine/tuning.h"
 #include "support/record_links.h"
@@ -23,41 +24,18 @@ enum class Subdivided : std::uint8_t {
   kExhausted,  // its records have no key byte left
 };
 
-// Where a bin's records must next be told apart.
-struct Place {
-  std::uint16_t key;
-  std::int32_t position;
-};
+// True when relief may take several levels at once: nobody is shown them one by one.
+bool may_descend() { return driver_st().plain_levels == 0 && driver_st().verbosity <= 0; }
 
-Place place_of(const SortState& s, const Sublist& bin) {
-  Place place{bin.key, key_position(s.keys[bin.key], bin.position)};
-  if (key_at_end(s.keys[place.key], place.position))
-    place = Place{static_cast<std::uint16_t>(place.key + 1), 0};
-  return place;
-}
-
-// True while levels take only a small part of the memory. Relief runs when records hold all of it, so the
-// segment for a level comes on top; without it a bin with a long common prefix would be written out and read
-// back again for every few bytes of the prefix.
-bool levels_may_grow() {
-  const DriverState& d = driver_st();
-  if (d.plain_levels != 0) return false;
-  const std::uint64_t part = d.memory_kb / d.segment_kb / kLevelShare;
-  return stk_segments(d.sublist_stack) < (part > kLevelSegments ? part : kLevelSegments);
-}
-
-// A level of one byte below the bin; null when there is no room for it.
-Environment* make_child(Environment* parent, const Sublist& bin, const Place& place) {
-  const std::uint32_t bins = sort_st().keys[place.key].max_class + 2u;
-  if (bins > driver_st().bins_per_segment) return nullptr;
-  Plan p;
-  plan(&p, place.key, place.position, std::uint64_t{bin.mem_count} + bin.file_count, bin.file_bytes / 1024,
-       true);
-  const auto count = static_cast<std::uint16_t>(p.bins);
-  Environment* made = environment_make(parent, p.step_count, p.steps, count);
-  if (made != nullptr || !levels_may_grow()) return made;
-  stk_newseg();
-  return environment_make(parent, p.step_count, p.steps, count);
+// Hands the in-memory records of the bin down its child.
+void hand_down(std::uint32_t frame, Environment* parent, std::uint16_t bin_index) {
+  Sublist* bin = &parent->array.bins()[bin_index];
+  if (may_descend() && bin->child->step_count == 1) {
+    descend(bin, bin->child);
+    return;
+  }
+  sublist_delink_init(&parent->array, bin_index, frame);
+  distribute(sublist_delink, bin->mem_count);
 }
 
 // Distributes the in-memory records of one bin of the current level one level deeper and relieves that level.
@@ -70,16 +48,18 @@ Subdivided subdivide(std::uint32_t frame, std::uint16_t bin_index) {
   Sublist* bin = &parent->array.bins()[bin_index];
   const Place place = place_of(s, *bin);
   if (place.key >= s.key_count) return Subdivided::kExhausted;
-  if (bin->child == nullptr) bin->child = make_child(parent, *bin, place);
-  if (bin->child == nullptr) return Subdivided::kLeft;
+  if (bin->child == nullptr) {
+    bin->child = make_child(parent, *bin, place);
+    if (bin->child == nullptr) return Subdivided::kLeft;
+    if (may_descend()) grow_levels(bin->child, *bin);
+  }
   const std::uint32_t records = bin->mem_count;
   s.current = bin->child;
   ++d.depth;
   if (d.depth < d.verbosity) {
     static_cast<void>(display_in(place.key, place.position, bin_index, records, s.current, true));
   }
-  sublist_delink_init(&parent->array, bin_index, frame);
-  distribute(sublist_delink, records);
+  hand_down(frame, parent, bin_index);
   empty_frames(frame);
   --d.depth;
   s.current = parent;
@@ -116,7 +96,7 @@ void relieve_bin(std::uint32_t frame, Environment* environment, std::uint16_t bi
   const DriverState& d = driver_st();
   Sublist& bin = environment->array.bins()[bin_index];
   bool exhausted = bin.key >= s.key_count;
-  const bool large = bin.child != nullptr || static_cast<std::int64_t>(bin.mem_bytes >> 10) > d.subdivide_kb;
+  const bool large = bin.child != nullptr || worth_a_level(bin.mem_bytes);
   const bool processed_now = s.current == s.protected_level && bin_index == s.protected_bin;
   if (!exhausted && large && !processed_now) {
     const bool turn = in_first_half(s, environment, bin_index) != (environment->array.half_flipped != 0);

@@ -47,6 +47,15 @@ inline constexpr std::uint64_t kArraySortMinRecords = 1024;
 inline constexpr std::uint64_t kLevelShare = 8;
 inline constexpr std::uint64_t kLevelSegments = 8;
 
+// Records that relief looks at to see which levels a bin needs, and how few of them say nothing about a part.
+inline constexpr std::uint32_t kReliefSample = 512;
+inline constexpr std::uint32_t kReliefSampleLeast = 2;
+// Levels that a descent remembers of the last record's way.
+inline constexpr std::uint32_t kPathLevels = 256;
+// Rings that the bins below a subdivided bin share, and the smallest plan in which they are no weight.
+inline constexpr std::uint32_t kDescentRings = 2048;
+inline constexpr std::uint64_t kDescentRingsLeastKb = 16384;
+
 // How many records ahead of the one being written the emission asks for memory.
 inline constexpr std::uint64_t kEmitAhead = 12;
 

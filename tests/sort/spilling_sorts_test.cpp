@@ -150,6 +150,40 @@ TEST_P(SpillingSorts, ALongCommonPrefixIsWorkedThroughByteByByte) {
   EXPECT_EQ(sort({"-l", "20", "-m", "1"}, lines), sorted(lines));
 }
 
+// Lines that share up to `shared` letters with most others and leave them at any of these, or end there.
+Lines leaving_lines(int count, int shared) {
+  Lines lines;
+  for (int i = 0; i < count; ++i) {
+    std::string line(static_cast<std::size_t>(shared), 'm');
+    const auto at = static_cast<std::size_t>(i * 7919 % shared);
+    if (i % 3 == 0) line[at] = i % 2 == 0 ? 'a' : 'z';
+    if (i % 7 == 0) line.resize(at + 1);
+    lines.push_back(line + padded(i * 31 % count, 6) + "\n");
+  }
+  return lines;
+}
+
+TEST_P(SpillingSorts, LinesThatLeaveALongCommonPrefixAtAnyByteAreInOrder) {
+  const Lines lines = leaving_lines(20000, 70);
+  for (const char* memory : {"1", "300", "1200"}) {
+    EXPECT_EQ(sort({"-m", memory}, lines), sorted(lines)) << memory;
+  }
+}
+
+TEST_P(SpillingSorts, LinesThatLeaveALongCommonPrefixAreInDescendingOrder) {
+  const Lines lines = leaving_lines(20000, 70);
+  Lines expected = sorted(lines);
+  std::reverse(expected.begin(), expected.end());
+  EXPECT_EQ(sort({"-m", "400", "-i"}, lines), expected);
+}
+
+TEST_P(SpillingSorts, LinesThatLeaveALongCommonPrefixKeepOneOfEachUnderUnique) {
+  Lines lines = leaving_lines(9000, 70);
+  const Lines once = sorted(lines);
+  lines.insert(lines.end(), once.begin(), once.end());
+  EXPECT_EQ(sort({"-m", "400", "-u"}, lines), once);
+}
+
 TEST_P(SpillingSorts, UniqueLeavesOneOfEachClassThatWentThroughWorkFiles) {
   Lines lines;
   for (int i = 0; i < 9000; ++i) lines.push_back(padded(i % 37, 2) + padded(i, 6) + "\n");
