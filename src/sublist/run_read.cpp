@@ -39,13 +39,13 @@ void read_header(Sublist* bin, const SublistArray* array) {
 std::uint8_t* read_record(Sublist* bin, const SublistArray* array, bool* last) {
   const std::uint32_t header_bytes = key_record_header_bytes();
   std::uint8_t length_word[kLengthBytes];
-  sio_read(length_word, kLengthBytes, array->file);
+  sio_get(length_word, kLengthBytes, array->file);
   const auto length = load_le<std::uint16_t>(length_word);
   if (length < header_bytes) damaged();
   std::uint8_t* record = fsort_alloc(std::uint64_t{length} + 1);
   store_le(record, length);
   record[length] = 0;
-  sio_read(record + kLengthBytes, length - kLengthBytes, array->file);
+  sio_get(record + kLengthBytes, length - kLengthBytes, array->file);
   const std::uint32_t keys = key_count();
   for (std::uint32_t k = 0; k < keys; ++k) {
     if (rec_key_offset(record, k) > length) damaged();

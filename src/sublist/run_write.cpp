@@ -71,7 +71,7 @@ void sublist_write(std::uint32_t frame, SublistArray* array, std::uint16_t bin_i
     std::uint8_t* next = next_to_write(w);
     if (length > s.longest_written) s.longest_written = length;
     record[w.frame_at] = next == nullptr ? 1 : 0;
-    sio_write(record, length, array->file);
+    sio_put(record, length, array->file);
     ++written;
     record = next;
   }

@@ -65,6 +65,29 @@ TEST_F(Sio, WriteWithoutBuffersToBeHadIsAProgrammingError) {
   sio_close(stream);
 }
 
+TEST_F(Sio, ItemsPutAndTakenOneByOneMeetTheBordersOfBuffers) {
+  const std::string content = pattern_bytes(3 * 1024 + 7);
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
+  for (const std::uint32_t size : {1u, 2u, 7u, 341u, 512u, 1023u, 1024u, 1500u}) {
+    const std::string name = folder_.path("f" + std::to_string(size));
+    Stream* stream = open(name, "wbua");
+    const std::uint32_t items = static_cast<std::uint32_t>(content.size()) / size;
+    for (std::uint32_t i = 0; i < items; ++i) {
+      sio_put(bytes + std::size_t{i} * size, size, stream);
+      ASSERT_EQ(stream->pos, std::uint64_t{i + 1} * size);
+    }
+    finish();
+    stream = open(name, "rbrua");
+    std::string back(std::size_t{items} * size, '\0');
+    for (std::uint32_t i = 0; i < items; ++i) {
+      sio_get(reinterpret_cast<std::uint8_t*>(back.data()) + std::size_t{i} * size, size, stream);
+      ASSERT_EQ(stream->pos, std::uint64_t{i + 1} * size);
+    }
+    finish();
+    EXPECT_EQ(back, content.substr(0, back.size())) << size;
+  }
+}
+
 TEST_F(Sio, ReadReturnsWholeItemsInOrder) {
   const std::string content = pattern_bytes(5000);
   Stream* stream = open(folder_.make("f", content), "rbrua");
