@@ -18,7 +18,7 @@
 // Long files that are only written, from one end to the other, are written past the page cache by a writer of
 // their own (direct_writer.h) once kDirectAfterBytes were written in sequence. The writer is finished before
 // anything looks at the file: its end, its length, its close. finish_writes does just that, for whoever wants
-// to know whether all is written.
+// to know whether all is written. Work files are left to the cache, from which they are read back soon.
 //
 // Descriptors are kept above 2: with standard input closed, the next file opened would otherwise be taken
 // for standard input and never be closed.
@@ -164,8 +164,11 @@ bool admit(PosixFile* file, std::uint32_t share, std::uint32_t disposition, std:
   if (!S_ISREG(info.st_mode)) return true;
   if (!take_share_lock(file->fd, share)) return false;
   if (disposition == kCreateAlways && ftruncate(file->fd, 0) != 0) return fail_with_errno();
-  file->sequence =
-      file->writable && (share & kShareRead) == 0 && (fcntl(file->fd, F_GETFL) & O_ACCMODE) == O_WRONLY;
+  // What is read back soon is better left in the cache: work files, which are made new or transferred in
+  // sectors.
+  const bool read_soon = disposition == kCreateNew || (attributes & kFlagNoBuffering) != 0;
+  file->sequence = !read_soon && file->writable && (share & kShareRead) == 0 &&
+                   (fcntl(file->fd, F_GETFL) & O_ACCMODE) == O_WRONLY;
   if (!file->writable) {
     const int advice = (attributes & kFlagRandomAccess) != 0 ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL;
     static_cast<void>(posix_fadvise(file->fd, 0, 0, advice));  // a hint: refusal changes nothing

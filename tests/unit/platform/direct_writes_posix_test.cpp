@@ -68,6 +68,50 @@ TEST(DirectWritesTest, LongSequencesArriveWhateverTheirPieces) {
   }
 }
 
+// Descriptors of this process that leave the page cache out at the moment.
+int direct_descriptors() {
+  int count = 0;
+  for (int fd = 0; fd < 1024; ++fd) {
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0 && (flags & O_DIRECT) != 0) ++count;
+  }
+  return count;
+}
+
+// True when the file system of the folder has another way than its cache.
+bool writes_past_the_cache(const TempFolder& folder) {
+  const int fd = open(folder.path("probe").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  EXPECT_GE(fd, 0);
+  posix::DirectWriter* writer = posix::direct_open(fd, 0);
+  if (writer != nullptr) {
+    EXPECT_TRUE(posix::direct_finish(writer));
+  }
+  close(fd);
+  return writer != nullptr;
+}
+
+TEST(DirectWritesTest, FilesThatAreReadBackSoonStayInTheCache) {
+  const TempFolder folder;
+  const std::string text = pattern(kLong);
+  Handle output = create(folder.path("out"));
+  EXPECT_EQ(write_pieces(output, text, kPiece), text.size());
+  EXPECT_EQ(direct_descriptors() != 0, writes_past_the_cache(folder)) << "an output, for comparison";
+  EXPECT_TRUE(os->close_handle(output));
+  const std::string name = folder.path("work");
+  Handle made =
+      os->create_file(name.c_str(), kGenericWrite, 0, nullptr, kCreateNew, kFlagSequentialScan, nullptr);
+  EXPECT_EQ(write_pieces(made, text, kPiece), text.size());
+  EXPECT_EQ(direct_descriptors(), 0) << "a new private file";
+  EXPECT_TRUE(os->close_handle(made));
+  Handle appended =
+      os->create_file(name.c_str(), kGenericWrite, 0, nullptr, kOpenExisting, kFlagNoBuffering, nullptr);
+  seek(appended, 0, kSeekEnd);
+  EXPECT_EQ(write_pieces(appended, text, kPiece), text.size());
+  EXPECT_EQ(direct_descriptors(), 0) << "a file transferred in sectors";
+  EXPECT_TRUE(os->close_handle(appended));
+  EXPECT_TRUE(folder.content("work") == text + text);
+}
+
 TEST(DirectWritesTest, EverythingIsInTheFileWhenFinishWritesReturns) {
   const TempFolder folder;
   const std::string text = pattern(kLong + 77);
