@@ -433,8 +433,11 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
   const std::uint8_t* record = entry_record(entries[0]);
   for (std::uint64_t i = 0; i < count; ++i) {
     if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & (kWholeRecord | kSameRecord)) == 0) {
-      const std::uint8_t* ahead = entry_record(entries[i + kEmitAhead]);
-      for (std::uint32_t at = 0; at < length + kLine; at += kLine) __builtin_prefetch(ahead + at);
+      // An address, not a pointer: a record that -u dropped is null, and the line may lie behind the record.
+      const auto ahead = reinterpret_cast<std::uintptr_t>(entry_record(entries[i + kEmitAhead]));
+      for (std::uint32_t at = 0; at < length + kLine; at += kLine) {
+        __builtin_prefetch(reinterpret_cast<const void*>(ahead + at));
+      }
     }
     if ((entries[i].place & kWholeRecord) != 0 && put_whole(sink, text, entries[i].word)) continue;
     if (entries[i].place == 0) continue;
