@@ -2,6 +2,8 @@
 //
 // All four callouts do the same: take the callback from the record, put the instance in force that the caller
 // had when he entered (usually none), call, put the own instance back. The entry lock stays held throughout.
+// A caller's functions are kept in the types that the engine has for such functions, and called as what they
+// are: the caller sees a record as const void*, and a function may only be called in its own type.
 // A callback may have waited on some pipe and let another thread abort this sort meanwhile; that is noticed
 // when it returns.
 #include "entry/callbacks.h"
@@ -10,6 +12,7 @@
 
 #include "entry/entry_access.h"
 #include "entry/sort_abort.h"
+#include "fsort.h"
 
 namespace fsort {
 
@@ -73,17 +76,19 @@ void _UserDisplay(const char* text) {
 
 void _UserRead(std::uint64_t* length, const std::uint8_t** record) {
   Instance* own = current_instance;
-  const ReadFunction callback = own->entry.user_read;
+  const auto callback = reinterpret_cast<fsort_read_fn>(own->entry.user_read);
+  const void* bytes = nullptr;
   current_instance = own->entry.prev_instance;
-  const std::int32_t status = callback(length, record);
+  const std::int32_t status = callback(length, &bytes);
   current_instance = own;
+  *record = static_cast<const std::uint8_t*>(bytes);
   own->entry.user_status = status;
   sort_abort_check();
 }
 
 void _UserWrite(std::uint64_t length, const std::uint8_t* record) {
   Instance* own = current_instance;
-  const WriteFunction callback = own->entry.user_write;
+  const auto callback = reinterpret_cast<fsort_write_fn>(own->entry.user_write);
   current_instance = own->entry.prev_instance;
   const std::int32_t status = callback(length, record);
   current_instance = own;

@@ -18,8 +18,9 @@ namespace fsort {
 
 namespace {
 
-// Callers see records as const void*, the engine as const uint8_t*. The two function types differ in nothing
-// else, so the caller's functions are converted here and nowhere else.
+// Callers see records as const void*, the engine as const uint8_t*. The caller's functions are kept in the
+// engine's types, so that one place can hold either kind, and converted back where they are called
+// (callbacks.cpp).
 ReadFunction internal(fsort_read_fn read) { return reinterpret_cast<ReadFunction>(read); }
 WriteFunction internal(fsort_write_fn write) { return reinterpret_cast<WriteFunction>(write); }
 

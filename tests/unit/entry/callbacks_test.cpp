@@ -59,17 +59,17 @@ TEST_F(Callbacks, DisplayRunsInTheCallersInstanceAndPutsTheOwnOneBack) {
   EXPECT_STREQ(own->entry.display_text, "text\n");
 }
 
-std::int32_t answer_four(std::uint64_t* length, const std::uint8_t** record) {
+std::int32_t answer_four(std::uint64_t* length, const void** record) {
   in_force = current_instance;
   *length = 4;
-  *record = reinterpret_cast<const std::uint8_t*>("four");
+  *record = "four";
   return 44;
 }
 
 TEST_F(Callbacks, ReadGoesThroughTheSlotsAndKeepsItsResult) {
   Instance* own = current_instance;
   in_force = own;
-  own->entry.user_read = answer_four;
+  own->entry.user_read = reinterpret_cast<ReadFunction>(answer_four);
   std::uint64_t length = 0;
   const std::uint8_t* record = nullptr;
   EXPECT_EQ(UserRead(&length, &record), 44);
@@ -81,13 +81,13 @@ TEST_F(Callbacks, ReadGoesThroughTheSlotsAndKeepsItsResult) {
   EXPECT_EQ(current_instance, own);
 }
 
-std::int32_t answer_length(std::uint64_t length, const std::uint8_t*) {
+std::int32_t answer_length(std::uint64_t length, const void*) {
   return -static_cast<std::int32_t>(length);
 }
 
 TEST_F(Callbacks, WriteGoesThroughTheSlotsAndKeepsItsResult) {
   EntryState& e = current_instance->entry;
-  e.user_write = answer_length;
+  e.user_write = reinterpret_cast<WriteFunction>(answer_length);
   const auto* record = reinterpret_cast<const std::uint8_t*>("abc");
   EXPECT_EQ(UserWrite(3, record), -3);
   EXPECT_EQ(e.user_status, -3);
