@@ -1,10 +1,13 @@
 // Numbers, ranges and the splitting of a command, by the letter. See the header.
 #include "support/reference_arguments.h"
 
+#include <algorithm>
 #include <cctype>
 
 namespace fsort_test {
 namespace {
+
+constexpr std::uint64_t kHighestNumber = 4294967295;  // larger ones count as this
 
 int digit_value(char c, int base) {
   int value = 99;
@@ -32,8 +35,9 @@ std::uint64_t read_constant(const std::string& text, std::size_t* at) {
 }
 
 std::uint64_t read_number_of_16_bits(const std::string& text, std::size_t* at) {
+  const std::string from_here = text.substr(*at);
   const std::uint64_t value = read_number(text, at, 0);
-  if (value > 65535) throw ReferenceFault("Argument \"" + text + "\" too large");
+  if (value > 65535) throw ReferenceFault("Argument \"" + from_here + "\" too large");
   return value;
 }
 
@@ -53,6 +57,7 @@ std::uint64_t read_number(const std::string& text, std::size_t* at, int scale) {
   const std::size_t first = *at;
   while (digit_value(peek(*at), base) >= 0) {
     value = value * static_cast<unsigned>(base) + static_cast<unsigned>(digit_value(peek((*at)++), base));
+    value = std::min(value, kHighestNumber);
   }
   if (base != 10 || *at == first) return value;
   const std::size_t suffix = std::string("kmg").find(static_cast<char>(std::tolower(peek(*at))));
@@ -61,7 +66,8 @@ std::uint64_t read_number(const std::string& text, std::size_t* at, int scale) {
     own = static_cast<int>(suffix) + 1;
     ++*at;
   }
-  return own >= scale ? value << (10 * (own - scale)) : value >> (10 * (scale - own));
+  return own >= scale ? std::min(value << (10 * (own - scale)), kHighestNumber)
+                      : value >> (10 * (scale - own));
 }
 
 bool is_operand(const std::vector<std::string>& arguments, std::size_t index) {

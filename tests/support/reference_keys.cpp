@@ -282,6 +282,7 @@ std::size_t ReferenceKeys::parse_field(const Arguments& arguments, std::size_t i
     field_count_ = std::max(field_count_, range->second + 1);
     current_fields_.push_back(arguments[index]);
   }
+  if (current_fields_.empty()) current_fields_ = {"0"};
   d->pending = true;
   return index;
 }
@@ -330,7 +331,7 @@ void ReferenceKeys::emit_nested(Descriptor* d, Range column) {
     } else if (whole <= start) {
       throw ReferenceFault("Field does not include subfield");
     }
-    length = start == kOpenSide ? kOpenSide : start - column.end + 1;
+    length = std::min(start - column.end + 1, kOpenSide);
     step = -step;
   }
   out(d, d->parent_field, d->parent_step < 0 ? place - start : place + start, length, step);
