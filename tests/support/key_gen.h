@@ -10,17 +10,21 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/oracle_sort.h"
 
 namespace fsort_test {
 
+// Numbers from a seed; or from given bytes, one or two a number, as long as they last, so that whoever
+// chooses the bytes chooses the sort.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : engine_(seed) {}
+  explicit Random(std::string bytes) : engine_(bytes.size()), bytes_(std::move(bytes)) {}
   // A number of [0, n).
-  int below(int n) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(n)); }
+  int below(int n) { return static_cast<int>(draw(n) % static_cast<std::uint64_t>(n)); }
   int between(int first, int last) { return first + below(last - first + 1); }
   bool chance(int percent) { return below(100) < percent; }
   template <typename T>
@@ -29,7 +33,17 @@ class Random {
   }
 
  private:
+  std::uint64_t draw(int n) {
+    const std::size_t width = n <= 0x100 ? 1 : 2;
+    if (bytes_.size() - used_ < width) return engine_();
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value = value << 8 | static_cast<unsigned char>(bytes_[used_++]);
+    return value;
+  }
+
   std::mt19937_64 engine_;
+  std::string bytes_;
+  std::size_t used_ = 0;
 };
 
 // What keys and records have in common.
