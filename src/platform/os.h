@@ -10,8 +10,9 @@
 //   - No other place of the engine includes a header of the operating system.
 //   - A failing call returns its stated value and leaves a Windows error code for get_last_error().
 //   - All functions may be called from any thread; a handle is used by one thread at a time.
-//   - Nothing here raises, and nothing here allocates except the heap calls and, for a record of its own
-//     that close_handle gives back, create_file.
+//   - Nothing here raises, and nothing here allocates except the heap calls and create_file, for records of
+//   its
+//     own: one that close_handle gives back and, for a file created as new, one that delete_file does.
 #pragma once
 
 #include <cstddef>
@@ -124,7 +125,9 @@ struct OsTable {
   // open of a regular file that conflicts fails with 32 and leaves the file's content untouched. A directory
   // fails with 5, an empty name with 3. A file created with kCreateNew is private to its owner (on Windows:
   // as private as its folder); one created with kCreateAlways has the access rights that new files have.
-  // Result: the handle, or kInvalidHandle.
+  // Opened with kOpenExisting and either of the flags for unbuffered and overlapped transfers, `name` must be
+  // a file and, if it was created as new by this process, still that one; a link in its place is not followed
+  // (5; on Windows only the rights in the folder see to that). Result: the handle, or kInvalidHandle.
   Handle (*create_file)(const char* name, std::uint32_t access, std::uint32_t share, void* security,
                         std::uint32_t disposition, std::uint32_t attributes, Handle template_file);
   // Transfers up to `count` bytes; `done` takes their number (0 on failure). With `overlapped`, at its
@@ -155,6 +158,8 @@ struct OsTable {
   bool (*finish_writes)(Handle file);
   std::uint32_t (*get_file_type)(Handle file);
   Handle (*get_std_handle)(std::int32_t which);  // one of kStdInput, kStdOutput, kStdError
+  // Deletes the file; on POSIX false with 5 when `name` was created as new by this process and is another
+  // file by now.
   bool (*delete_file)(const char* name);
   // Writes the text of `code` (English on POSIX, in the user's language on Windows), ended by "\r\n" and a
   // NUL, into `text`; result: its length, or 0 (and nothing written) when the code is unknown or the text

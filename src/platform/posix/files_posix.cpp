@@ -20,6 +20,10 @@
 // anything looks at the file: its end, its length, its close. finish_writes does just that, for whoever wants
 // to know whether all is written. Work files are left to the cache, from which they are read back soon.
 //
+// Work files, which nobody but the engine names, are recognised by how they are opened (is_work_file). Their
+// names lead to nothing but the file that was created under them (own_files.h): no link is followed and
+// nothing else is taken in their place. Files that the user names may be links, pipes or devices.
+//
 // Descriptors are kept above 2: with standard input closed, the next file opened would otherwise be taken
 // for standard input and never be closed.
 #include <fcntl.h>
@@ -34,6 +38,7 @@
 #include <cstring>
 
 #include "platform/posix/direct_writer.h"
+#include "platform/posix/own_files.h"
 #include "platform/posix/posix_internal.h"
 
 namespace fsort::posix {
@@ -55,6 +60,8 @@ struct PosixFile {
 };
 
 constexpr int kStandardCount = 3;
+// Only work files are opened for transfers in sectors or beside the caller.
+constexpr std::uint32_t kWorkFileFlags = kFlagNoBuffering | kFlagOverlapped;
 // So many bytes written in sequence promise a long file. Short ones are better left in the page cache.
 constexpr std::uint64_t kDirectAfterBytes = 4u << 20;
 constexpr std::size_t kPathBytes = 4096;   // the system's own limit, NUL included
@@ -151,14 +158,24 @@ bool take_share_lock(int fd, std::uint32_t share) {
   return false;
 }
 
-// Finds out what was opened, locks and cuts it. False with the last error set.
-bool admit(PosixFile* file, std::uint32_t share, std::uint32_t disposition, std::uint32_t attributes) {
+// A work file that is opened again, by how it is opened.
+bool is_work_file(std::uint32_t disposition, std::uint32_t attributes) {
+  return disposition == kOpenExisting && (attributes & kWorkFileFlags) != 0;
+}
+
+bool deny_access() {
+  set_last_error(kErrorAccessDenied);
+  return false;
+}
+
+// Finds out what was opened, locks and cuts it. False with the last error set. A new file is noted in
+// `place`, which is null for any other.
+bool admit(PosixFile* file, const char* path, OwnFile* place, std::uint32_t share, std::uint32_t disposition,
+           std::uint32_t attributes) {
   struct stat info;
   if (fstat(file->fd, &info) != 0) return fail_with_errno();
-  if (S_ISDIR(info.st_mode)) {
-    set_last_error(kErrorAccessDenied);
-    return false;
-  }
+  if (S_ISDIR(info.st_mode)) return deny_access();
+  if (is_work_file(disposition, attributes) && !own_file_matches(path, info)) return deny_access();
   file->type = type_of_mode(info.st_mode);
   file->kind = file->type == kFileTypeDisk ? FileKind::kPositioned : FileKind::kSequential;
   if (!S_ISREG(info.st_mode)) return true;
@@ -173,12 +190,15 @@ bool admit(PosixFile* file, std::uint32_t share, std::uint32_t disposition, std:
     const int advice = (attributes & kFlagRandomAccess) != 0 ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL;
     static_cast<void>(posix_fadvise(file->fd, 0, 0, advice));  // a hint: refusal changes nothing
   }
+  if (place != nullptr) own_file_note(place, path, file->fd, info);
   return true;
 }
 
 // The open flags for an access and a disposition; -1 for a disposition that is not supported.
-int open_flags(std::uint32_t access, std::uint32_t disposition) {
+int open_flags(std::uint32_t access, std::uint32_t disposition, std::uint32_t attributes) {
   int flags = O_CLOEXEC | O_NOCTTY;
+  // A pipe in the place of a work file must not be waited for.
+  if (is_work_file(disposition, attributes)) flags |= O_NOFOLLOW | O_NONBLOCK;
   const bool write = (access & kGenericWrite) != 0;
   if (write) flags |= (access & kGenericRead) != 0 ? O_RDWR : O_WRONLY;
   switch (disposition) {
@@ -271,14 +291,17 @@ Handle create_file(const char* name, std::uint32_t access, std::uint32_t share, 
                    std::uint32_t disposition, std::uint32_t attributes, Handle) {
   PathText path;
   if (!map_path(name, &path)) return kInvalidHandle;
-  const int flags = open_flags(access, disposition);
+  const int flags = open_flags(access, disposition, attributes);
   if (flags < 0) {
     set_last_error(kErrorInvalidParameter);
     return kInvalidHandle;
   }
-  // The record comes first: without memory for it no file may have been created.
+  // The records come first: without memory for them no file may have been created.
   auto* file = static_cast<PosixFile*>(std::malloc(sizeof(PosixFile)));
-  if (file == nullptr) {
+  OwnFile* place = disposition == kCreateNew ? own_file_place() : nullptr;
+  if (file == nullptr || (disposition == kCreateNew && place == nullptr)) {
+    own_file_release(place);
+    std::free(file);
     set_last_error(kErrorNotEnoughMemory);
     return kInvalidHandle;
   }
@@ -287,12 +310,14 @@ Handle create_file(const char* name, std::uint32_t access, std::uint32_t share, 
   file->kind = FileKind::kSequential;
   file->writable = (access & kGenericWrite) != 0;
   if (file->fd < 0) {
+    if ((flags & O_NOFOLLOW) != 0 && (errno == ELOOP || errno == ENXIO)) errno = EACCES;  // a link, a pipe
     note_path_error(&path);
-  } else if (admit(file, share, disposition, attributes)) {
+  } else if (admit(file, path.text, place, share, disposition, attributes)) {
     return file;
   } else {
     close(file->fd);
   }
+  own_file_release(place);
   std::free(file);
   return kInvalidHandle;
 }
@@ -413,9 +438,16 @@ Handle get_std_handle(std::int32_t which) {
 bool delete_file(const char* name) {
   PathText path;
   if (!map_path(name, &path)) return false;
-  if (unlink(path.text) == 0) return true;
-  note_path_error(&path);
-  return false;
+  bool deleted = false;
+  if (!own_file_in_place(path.text)) {
+    set_last_error(kErrorAccessDenied);  // somebody else's file by now
+  } else if (unlink(path.text) == 0) {
+    deleted = true;
+  } else {
+    note_path_error(&path);
+  }
+  own_file_forget(path.text);
+  return deleted;
 }
 
 }  // namespace fsort::posix
