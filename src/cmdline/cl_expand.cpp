@@ -120,6 +120,7 @@ void expand_token(Expansion& e, const char* token) {
       expand_macro(e, symbol);
       return;
     case SymbolType::kOrdinary:
+    default:
       break;
   }
   store_argument(e, token);

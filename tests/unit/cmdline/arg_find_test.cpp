@@ -47,6 +47,14 @@ TEST(ArgFind, MatchesTheWholeArgumentOnly) {
   EXPECT_EQ(kArgNotFound, 0xFFFFFFFFu);
 }
 
+TEST(ArgOperand, RefusesWhatLiesOutsideTheArguments) {
+  ArgVector args{"name"};
+  EXPECT_TRUE(arg_operand(args.argc(), args.argv(), 1));
+  EXPECT_FALSE(arg_operand(args.argc(), args.argv(), 2));
+  EXPECT_FALSE(arg_operand(0, args.argv(), 0));
+  EXPECT_FALSE(arg_operand(-1, args.argv(), 0));
+}
+
 TEST(ArgOperand, RefusesOptionsGroupsAndEmptyArguments) {
   ArgVector args{"-k", "(", "", "name", ")", "<in", ">out"};
   const auto operand = [&](std::uint32_t i) { return arg_operand(args.argc(), args.argv(), i); };

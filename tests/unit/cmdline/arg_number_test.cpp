@@ -150,7 +150,7 @@ TEST_F(ArgRange, AcceptsEveryForm) {
 
 TEST_F(ArgRange, RefusesWhatIsNotWhollyARange) {
   for (const char* text :
-       {"", "08", "-k", "-Z", "a", "abc", "5-k", "1-2-3", "--5", "5x", "1,2", "(", "<in"}) {
+       {"", "08", "-k", "-Z", "-{", "{", "a", "abc", "5-k", "1-2-3", "--5", "5x", "1,2", "(", "<in"}) {
     Range range{0, 0};
     EXPECT_FALSE(arg_range(text, &range)) << text;
   }

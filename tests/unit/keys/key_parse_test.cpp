@@ -209,6 +209,15 @@ TEST_F(KeyInit, LeavesGlobalBlanksToTheRecordOptions) {
   EXPECT_EQ(instance().record.byte_class['x'], kClassBlank);
 }
 
+TEST_F(KeyInit, BlanksEndAtTheFirstArgumentThatIsNoRange) {
+  for (const std::string other : {"x", "/", "~", ":"}) {
+    EXPECT_EQ(parse("-k -b 32 " + other), "char f0 s0 lopen >");
+    EXPECT_EQ(left(), Texts{other});
+    EXPECT_EQ(key_entry(0).sequence->flags(32), kBlankInSequence);
+    EXPECT_EQ(key_entry(0).sequence->flags('x'), 0);
+  }
+}
+
 TEST_F(KeyInit, LocalOptionActsByItsSecondCharacterWhateverFollows) {
   EXPECT_EQ(parse("-k -bx 32 -c 0"), "char f0 s0 l1 >");
   EXPECT_EQ(key_entry(0).sequence->flags(32), kBlankInSequence);

@@ -113,6 +113,17 @@ TEST_F(SeqFill, Value257TakesRankZeroAgain) {
   EXPECT_EQ(table().max_rank, 255);
 }
 
+TEST_F(SeqFill, FillsTheTableThatIsThereAlready) {
+  ArgVector arguments{"'c'", "'a'"};
+  Sequence* given = seq_alloc();
+  Sequence* table = given;
+  const Raised r =
+      raised([&] { return static_cast<int>(seq_fill(arguments.argc(), arguments.argv(), 1, &table)); });
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(table, given);
+  EXPECT_EQ(rank_text(*table), "ca");
+}
+
 TEST_F(SeqFill, BytesNotNamedKeepRankZeroAndStayOutside) {
   fill("'a'-'c'");
   EXPECT_EQ(table().flags('d'), kNotInSequence);
