@@ -1,6 +1,6 @@
 // What random campaigns share: numbers from the environment (seeds, counts), and whether this build is a slow
-// one (watched by a sanitizer, counting lines and branches, or run by an emulator of another system), which runs
-// a smaller share of the sorts.
+// one (watched by a sanitizer, or run by an emulator of another system), which runs a smaller share of the
+// sorts.
 #pragma once
 
 #include <cstdint>
@@ -26,13 +26,7 @@ inline constexpr bool kEmulated = true;
 inline constexpr bool kEmulated = false;
 #endif
 
-#if defined(FSORT_TESTS_COUNTED)
-inline constexpr bool kCounted = true;
-#else
-inline constexpr bool kCounted = false;
-#endif
-
-inline constexpr bool kSlow = kSanitized || kEmulated || kCounted;
+inline constexpr bool kSlow = kSanitized || kEmulated;
 inline constexpr std::uint64_t kSlowShare = 10;  // a slow build runs one sort of this many
 
 // A number from the environment, or another when the variable is not set.
