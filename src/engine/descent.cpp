@@ -52,7 +52,9 @@ std::uint32_t turn_off(Path& path, const std::uint8_t* record) {
   const std::uint32_t total = rec_total_length(record);
   const std::uint8_t* key = record + at;
   const std::uint32_t left = at < total ? total - at : 0;
-  const std::uint32_t depth = agreeing(key, path.key, std::min({path.known - 1, left, path.left}));
+  const bool first_record = path.key == nullptr;
+  const std::uint32_t most = first_record ? 0 : std::min({path.known - 1, left, path.left});
+  const std::uint32_t depth = agreeing(key, path.key, most);
   path.key = key;
   path.left = left;
   path.known = depth + 1;

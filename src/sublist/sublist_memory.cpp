@@ -2,9 +2,9 @@
 //
 // sublist_input (run_read.cpp) and sublist_delink are record sources of a distribution pass and are called
 // through a pointer once a record. A bin's list is a chain through memory that no cache holds, so each call,
-// having the link word in hand anyway, asks for the record sixteen places further on; by the time the pass gets
-// there it has arrived. The bin's counts are kept exact record by record, because relief of memory may look
-// at the bin in the middle of a pass.
+// having the link word in hand anyway, asks for the record sixteen places further on; by the time the pass
+// gets there it has arrived. The bin's counts are kept exact record by record, because relief of memory may
+// look at the bin in the middle of a pass.
 //
 // Counts. A record is charged its length and kRecordOverhead, in 32 bits, on entering a list (the pass) and
 // on leaving it (here); both sides use rec_charge, so a list that becomes empty leaves mem_bytes at 0. Where

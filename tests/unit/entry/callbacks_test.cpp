@@ -81,9 +81,7 @@ TEST_F(Callbacks, ReadGoesThroughTheSlotsAndKeepsItsResult) {
   EXPECT_EQ(current_instance, own);
 }
 
-std::int32_t answer_length(std::uint64_t length, const void*) {
-  return -static_cast<std::int32_t>(length);
-}
+std::int32_t answer_length(std::uint64_t length, const void*) { return -static_cast<std::int32_t>(length); }
 
 TEST_F(Callbacks, WriteGoesThroughTheSlotsAndKeepsItsResult) {
   EntryState& e = current_instance->entry;
