@@ -15,7 +15,7 @@ class Aborts : public CrewTest {
  protected:
   // Starts the script's sort once: files with a yield function for its aborts, callbacks for all others.
   std::int32_t start(CallbackKind kind, int thread) {
-    Script& s = script;
+    Script& s = script();
     const bool files = kind == CallbackKind::kYield;
     s.handle = FsortCreate(show, files ? yield_often : nullptr);
     if (!files) return FsortStart(s.handle, give, take, "-v");
@@ -30,8 +30,8 @@ class Aborts : public CrewTest {
   std::uint64_t count_calls(CallbackKind kind, int thread) {
     begin_script(kLines, 5);
     EXPECT_EQ(start(kind, thread), 0);
-    FsortDestroy(script.handle);
-    return script.calls[static_cast<std::size_t>(kind)];
+    FsortDestroy(script().handle);
+    return script().calls[static_cast<std::size_t>(kind)];
   }
   void end_at(CallbackKind kind, Ending ending, std::uint64_t call, int thread) {
     Script& s = begin_script(kLines, 5);

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -48,12 +49,25 @@ struct Script {
   Ending ending = Ending::kExit;
   std::int32_t code = 0;
   void (*inside)(std::uint64_t call) = nullptr;  // run by each read and write, before all else
+  std::thread other;                             // that `inside` started
 };
-inline thread_local Script script;
+
+// The running thread's script. All live to the end of the program: with MinGW, destructors of a thread's own
+// objects run when the memory of these objects is gone already.
+inline Script& script() {
+  static std::mutex mutex;
+  static std::deque<Script> all;
+  static thread_local Script* of_this_thread = nullptr;
+  if (of_this_thread == nullptr) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    of_this_thread = &all.emplace_back();
+  }
+  return *of_this_thread;
+}
 
 // Counts a call; true when it is the one that answers with a status. It may not return at all.
 inline bool count_call(CallbackKind kind) {
-  Script& s = script;
+  Script& s = script();
   const std::uint64_t call = ++s.calls[static_cast<std::size_t>(kind)];
   if (s.inside != nullptr && (kind == CallbackKind::kRead || kind == CallbackKind::kWrite)) s.inside(call);
   if (s.end_at != call || s.end_in != kind) return false;
@@ -64,8 +78,8 @@ inline bool count_call(CallbackKind kind) {
 inline std::int32_t give(std::uint64_t* length, const void** record) {
   *length = 0;
   *record = nullptr;
-  if (count_call(CallbackKind::kRead)) return script.code;
-  Script& s = script;
+  if (count_call(CallbackKind::kRead)) return script().code;
+  Script& s = script();
   if (s.next == s.input.size()) return 0;
   *length = s.input[s.next].size();
   *record = s.input[s.next].data();
@@ -74,13 +88,13 @@ inline std::int32_t give(std::uint64_t* length, const void** record) {
 }
 
 inline std::int32_t take(std::uint64_t length, const void* record) {
-  if (count_call(CallbackKind::kWrite)) return script.code;
-  script.output.emplace_back(static_cast<const char*>(record), length);
+  if (count_call(CallbackKind::kWrite)) return script().code;
+  script().output.emplace_back(static_cast<const char*>(record), length);
   return 0;
 }
 
 inline void show(const char* text) {
-  script.shown.emplace_back(text);
+  script().shown.emplace_back(text);
   count_call(CallbackKind::kDisplay);
 }
 
@@ -101,9 +115,9 @@ inline Lines make_lines(std::size_t count, std::uint64_t seed) {
 
 // A new script for the running thread.
 inline Script& begin_script(std::size_t count, std::uint64_t seed) {
-  script = {};
-  script.input = make_lines(count, seed);
-  return script;
+  script() = {};
+  script().input = make_lines(count, seed);
+  return script();
 }
 
 // An abort from a callback leaves the lock entered once more than it was left. The thread that was aborted

@@ -17,7 +17,7 @@ class ManyInstances : public CrewTest {
  protected:
   // Sorts the script's records through callbacks and judges what comes.
   static void sort_by_callbacks(const std::string& options) {
-    Script& s = script;
+    Script& s = script();
     s.handle = FsortCreate(show, nullptr);
     ASSERT_NE(s.handle, nullptr);
     EXPECT_EQ(FsortStart(s.handle, give, take, ("-q " + options).c_str()), 0);
@@ -77,7 +77,7 @@ TEST_F(ManyInstances, OnManyThreadsFailWithTheirOwnMessages) {
       EXPECT_EQ(FsortStart(handle, give, take, wrong.c_str()), 1);
       EXPECT_EQ(std::string(FsortMessage(handle)),
                 wrong + " is an invalid argument\nError detected in fsort initialization\n");
-      EXPECT_EQ(script.output, Lines{});
+      EXPECT_EQ(script().output, Lines{});
       FsortDestroy(handle);
     }
   });
@@ -92,23 +92,23 @@ void sort_inside(int depth, std::uint64_t seed);
 thread_local int depth_now = 0;
 
 void nest(std::uint64_t call) {
-  const std::uint64_t last = script.input.size();
+  const std::uint64_t last = script().input.size();
   if (depth_now == kDepth || (call != 1 && call != last / 2 && call != last)) return;
   sort_inside(depth_now + 1, call);
 }
 
 void sort_inside(int depth, std::uint64_t seed) {
-  Script outer = std::move(script);
+  Script outer = std::move(script());
   const int depth_before = depth_now;
   depth_now = depth;
   begin_script(7, seed * 10 + static_cast<std::uint64_t>(depth)).inside = nest;
-  script.handle = FsortCreate(show, nullptr);
-  EXPECT_EQ(FsortStart(script.handle, give, take, "-q"), 0);
-  FsortDestroy(script.handle);
-  EXPECT_EQ(script.output, in_order(script.input));
-  EXPECT_EQ(script.shown, Lines{});
+  script().handle = FsortCreate(show, nullptr);
+  EXPECT_EQ(FsortStart(script().handle, give, take, "-q"), 0);
+  FsortDestroy(script().handle);
+  EXPECT_EQ(script().output, in_order(script().input));
+  EXPECT_EQ(script().shown, Lines{});
   depth_now = depth_before;
-  script = std::move(outer);
+  script() = std::move(outer);
 }
 
 TEST_F(ManyInstances, InsideEachOthersCallbacksOnManyThreadsSortTheirOwnRecords) {

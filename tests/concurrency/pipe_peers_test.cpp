@@ -50,13 +50,13 @@ TEST_F(PipePeers, OnOtherThreadsFeedTheirOwnSorts) {
     for (std::uint64_t i = 0; i < rounds(6); ++i) {
       begin_script(kRecords, seed_of(sort, i));
       fsort_handle handle = FsortCreate(show, nullptr);
-      const Lines lines = script.input;
+      const Lines lines = script().input;
       std::thread peer([handle, &lines] { send_lines(handle, lines, lines.size()); });
       EXPECT_EQ(FsortStart(handle, FSORT_PIPE_INPUT, take, "-q"), 0);
       peer.join();
       FsortDestroy(handle);
-      EXPECT_EQ(script.output, in_order(lines));
-      EXPECT_EQ(script.shown, Lines{});
+      EXPECT_EQ(script().output, in_order(lines));
+      EXPECT_EQ(script().shown, Lines{});
     }
   });
 }
@@ -71,7 +71,7 @@ TEST_F(PipePeers, OnOtherThreadsDrainTheirOwnSorts) {
       EXPECT_EQ(FsortStart(handle, give, FSORT_PIPE_OUTPUT, "-q"), 0);
       peer.join();
       FsortDestroy(handle);
-      EXPECT_EQ(drained, in_order(script.input));
+      EXPECT_EQ(drained, in_order(script().input));
     }
   });
 }
@@ -101,7 +101,7 @@ TEST_F(PipePeers, AbortTheSortsThatTheyFeedAtTheFirstTheMiddleAndTheLastRecord) 
       for (const std::size_t count : {std::size_t{2}, kRecords / 2, kRecords}) {
         begin_script(kRecords, seed_of(sort, i));
         fsort_handle handle = FsortCreate(show, nullptr);
-        const Lines lines = script.input;
+        const Lines lines = script().input;
         std::thread peer([&] {
           // The second send returns when the sort has taken the first record, so it runs.
           for (std::size_t n = 0; n < count; ++n) FsortSend(handle, lines[n].size(), lines[n].data());
@@ -109,8 +109,8 @@ TEST_F(PipePeers, AbortTheSortsThatTheyFeedAtTheFirstTheMiddleAndTheLastRecord) 
         });
         EXPECT_EQ(FsortStart(handle, FSORT_PIPE_INPUT, take, "-q"), 50 + sort);
         peer.join();
-        EXPECT_EQ(script.shown, (Lines{"Fsort aborted by caller\n", "Error detected in fsort call\n"}));
-        EXPECT_EQ(script.output, Lines{});
+        EXPECT_EQ(script().shown, (Lines{"Fsort aborted by caller\n", "Error detected in fsort call\n"}));
+        EXPECT_EQ(script().output, Lines{});
         FsortDestroy(handle);
       }
     }
@@ -123,7 +123,7 @@ TEST_F(PipePeers, AbortTheSortsThatTheyDrainAtTheFirstTheMiddleAndTheLastButOneR
       for (const std::size_t count : {std::size_t{1}, kRecords / 2, kRecords - 2}) {
         begin_script(kRecords, seed_of(sort, i));
         fsort_handle handle = FsortCreate(show, nullptr);
-        const Lines sorted = in_order(script.input);
+        const Lines sorted = in_order(script().input);
         std::thread peer([&, count] {
           for (std::size_t n = 0; n < count; ++n) {
             std::uint64_t length = 0;
@@ -135,7 +135,7 @@ TEST_F(PipePeers, AbortTheSortsThatTheyDrainAtTheFirstTheMiddleAndTheLastButOneR
         });
         EXPECT_EQ(FsortStart(handle, give, FSORT_PIPE_OUTPUT, "-q"), 70 + sort);
         peer.join();
-        EXPECT_EQ(script.shown, (Lines{"Fsort aborted by caller\n", "Error detected in fsort call\n"}));
+        EXPECT_EQ(script().shown, (Lines{"Fsort aborted by caller\n", "Error detected in fsort call\n"}));
         FsortDestroy(handle);
       }
     }
@@ -168,12 +168,12 @@ TEST_F(PipePeers, ThatSendToASortWhichFailsAreNotKept) {
     for (std::uint64_t i = 0; i < rounds(6); ++i) {
       begin_script(kRecords, seed_of(sort, i));
       fsort_handle handle = FsortCreate(show, nullptr);
-      const Lines lines = script.input;
+      const Lines lines = script().input;
       std::thread peer([&] { send_lines(handle, lines, lines.size()); });
       // The key lies behind the end of every record: the first of them is refused.
       EXPECT_EQ(FsortStart(handle, FSORT_PIPE_INPUT, take, "-q -k -c 200-201"), 1);
       peer.join();
-      EXPECT_EQ(script.output, Lines{});
+      EXPECT_EQ(script().output, Lines{});
       FsortDestroy(handle);
     }
   });
@@ -184,16 +184,16 @@ TEST_F(PipePeers, WhoAbortASortThatDoesNotWaitForThemWaitAndHaveNoEffect) {
     for (std::uint64_t i = 0; i < rounds(6); ++i) {
       begin_script(kRecords, seed_of(sort, i));
       fsort_handle handle = FsortCreate(show, nullptr);
-      script.handle = handle;
-      static thread_local std::thread other;
-      script.inside = [](std::uint64_t call) {
+      script().handle = handle;
+      script().inside = [](std::uint64_t call) {
+        std::thread& other = script().other;
         if (call == 1 && !other.joinable()) {
-          other = std::thread([abort = script.handle] { FsortExit(abort, 3); });
+          other = std::thread([abort = script().handle] { FsortExit(abort, 3); });
         }
       };
       EXPECT_EQ(FsortStart(handle, give, take, "-q"), 0);
-      other.join();
-      EXPECT_EQ(script.output, in_order(script.input));
+      script().other.join();
+      EXPECT_EQ(script().output, in_order(script().input));
       FsortDestroy(handle);
     }
   });
@@ -206,7 +206,7 @@ TEST_F(PipePeers, LetSortsOfCallbacksThroughWhileTheirOwnWait) {
   std::thread sorter([&] {
     begin_script(0, 0);
     EXPECT_EQ(FsortStart(waiting, FSORT_PIPE_INPUT, take, "-q"), 0);
-    taken = script.output;
+    taken = script().output;
   });
   FsortSend(waiting, 1, "b");
   FsortSend(waiting, 1, "a");  // the sort runs, and waits for more
@@ -215,7 +215,7 @@ TEST_F(PipePeers, LetSortsOfCallbacksThroughWhileTheirOwnWait) {
     fsort_handle handle = FsortCreate(nullptr, nullptr);
     EXPECT_EQ(FsortStart(handle, give, take, "-q"), 0);
     FsortDestroy(handle);
-    EXPECT_EQ(script.output, in_order(script.input));
+    EXPECT_EQ(script().output, in_order(script().input));
     ++through;
   });
   EXPECT_EQ(through, kSorts);
