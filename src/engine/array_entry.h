@@ -57,13 +57,18 @@ inline constexpr std::uint8_t kLineBreak = 10;
   return record[total - 1] == kLineBreak && word_front(record_word(record, at), live) == bytes;
 }
 
-// The entry of a record whose keys must next be told apart at this place.
-[[nodiscard]] inline ArrayEntry entry_of(const SortState& s, const std::uint8_t* record, std::uint32_t key,
-                                         std::int32_t position, bool whole) {
-  const std::uint64_t word = entry_word(s, record, key, position);
+// The entry of a record with this word.
+[[nodiscard]] inline ArrayEntry whole_entry(const SortState& s, const std::uint8_t* record,
+                                            std::int32_t position, std::uint64_t word, bool whole) {
   auto place = reinterpret_cast<std::uint64_t>(record);
   if (whole && is_whole(s, record, position, word)) place |= kWholeRecord;
   return ArrayEntry{word, place};
+}
+
+// The entry of a record whose keys must next be told apart at this place.
+[[nodiscard]] inline ArrayEntry entry_of(const SortState& s, const std::uint8_t* record, std::uint32_t key,
+                                         std::int32_t position, bool whole) {
+  return whole_entry(s, record, position, entry_word(s, record, key, position), whole);
 }
 
 }  // namespace fsort

@@ -382,14 +382,22 @@ void sort_range(const Context& c, Range r) {
   bring_home(c, r);
 }
 
-// Walks the bin's list into the array, first key bytes included.
+// Walks the bin's list into the array, first key bytes included. The common key, mapped by its run and looked
+// at by itself, has a loop of its own.
+template <bool kByRun>
 void take_list(const Context& c, const Sublist& bin, const Range& r) {
   const bool whole = whole_possible(*c.s, r.key, r.position);
+  const KeyView view = c.s->keys[r.key];
   std::uint64_t count = 0;
   for (const std::uint8_t* record = bin.head; record != nullptr; ++count) {
     const std::uint64_t word = record_link_word(record);
     record_prefetch_ahead(record, word);
-    r.entries[count] = entry_of(*c.s, record, r.key, r.position, whole);
+    if constexpr (kByRun) {
+      const std::uint64_t key = run_word(view, record, r.key, r.position);
+      r.entries[count] = whole_entry(*c.s, record, r.position, key, whole);
+    } else {
+      r.entries[count] = entry_of(*c.s, record, r.key, r.position, whole);
+    }
     record = reinterpret_cast<const std::uint8_t*>(word & kRecordAddressMask);
   }
   FSORT_ASSERT(count == bin.mem_count);
@@ -497,7 +505,12 @@ void array_sort(Sublist* bin, bool unique) {
   r.count = bin->mem_count;
   r.used = 0;
   const WholeText text = whole_text(s, *bin, r.position);
-  take_list(c, *bin, r);
+  const KeyView& view = s.keys[r.key];
+  if (view.mapping == kMapByRun && view.spans == 0) {
+    take_list<true>(c, *bin, r);
+  } else {
+    take_list<false>(c, *bin, r);
+  }
   bin->head = nullptr;
   bin->mem_count = 0;
   bin->mem_bytes = 0;

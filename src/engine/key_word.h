@@ -105,6 +105,16 @@ struct WordShape {
   return (distance & live) + (values & live);
 }
 
+// The word of a key that is mapped by its run, from `position` on. The view is given by value, so that a loop
+// over many records keeps what it needs of it at hand.
+[[nodiscard, gnu::always_inline]] inline std::uint64_t run_word(const KeyView view,
+                                                                const std::uint8_t* record, std::uint32_t key,
+                                                                std::int32_t position) {
+  const auto at = static_cast<std::uint32_t>(rec_key_offset(record, key) + position);
+  const std::uint64_t word = map_by_run(record_word(record, at), view);
+  return word_front(word, view.length - static_cast<std::uint32_t>(position));
+}
+
 // By looking at one byte after the other: keys walked backwards, and those whose end no byte marks.
 [[nodiscard]] std::uint64_t key_word_by_bytes(const SortState& s, const std::uint8_t* record,
                                               std::uint32_t key, std::int32_t position);

@@ -18,7 +18,7 @@ constexpr char kNoMemory[] = "Unable to allocate memory for data";
 
 }  // namespace
 
-std::uint8_t* fsort_alloc(std::uint64_t size) {
+std::uint8_t* detail::fsort_alloc_making_room(std::uint64_t size) {
   DriverState& d = driver_st();
   Stack* stack = d.data_stack;
   const std::uint64_t needed = size + kRecordLinkBytes;
@@ -35,14 +35,5 @@ std::uint8_t* fsort_alloc(std::uint64_t size) {
   }
   return block + kRecordLinkBytes;
 }
-
-std::uint8_t data_frame_number() {
-  const std::uint32_t frames = stk_frames(driver_st().data_stack);
-  if (frames == 0) return 0;
-  return static_cast<std::uint8_t>(frames - 1 < 255 ? frames - 1 : 255);
-}
-
-ReadFunction driver_input() { return driver_st().input; }
-WriteFunction driver_output() { return driver_st().output; }
 
 }  // namespace fsort
