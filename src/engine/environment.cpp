@@ -49,6 +49,20 @@ void forget_level(Environment* parent, const Environment* level) {
     if (parent->array.bins()[i].child == level) parent->array.bins()[i].child = nullptr;
   }
 }
+
+// Deletes the work files of a copied tree whose levels are about to be forgotten.
+void delete_files(const Environment* environment) {
+  auto* at = const_cast<Environment*>(environment);
+  const std::uint16_t count = raw_count(environment);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (auto* child = load_le<Environment*>(raw_child_slot(at, i)); child != nullptr) delete_files(child);
+  }
+  auto array = load_le<SublistArray>(reinterpret_cast<const std::uint8_t*>(environment) +
+                                     offsetof(Environment, array));
+  sublist_array_ufptr(&array);
+  sublist_array_delete(&array);
+}
+
 void raw_set_parent(Environment* environment, Environment* parent) {
   store_le(reinterpret_cast<std::uint8_t*>(environment) + offsetof(Environment, parent), parent);
 }
@@ -115,9 +129,16 @@ Environment* environment_shrink(Environment* environment) {
   return moved;
 }
 
-Environment* environment_copy(Stack* stack, const Environment* environment) {
+namespace {
+
+// environment_copy; `growing`: each segment that the stack lacks is taken beyond the budget.
+Environment* copy_tree(Stack* stack, const Environment* environment, bool growing) {
   const std::uint16_t count = raw_count(environment);
   std::uint8_t* place = stk_space(stack, environment_bytes(count));
+  if (place == nullptr && growing) {
+    stk_newseg();
+    place = stk_space(stack, environment_bytes(count));
+  }
   if (place == nullptr) return nullptr;
   std::memcpy(place, reinterpret_cast<const std::uint8_t*>(environment), environment_bytes(count));
   auto* copy = reinterpret_cast<Environment*>(place);
@@ -125,7 +146,7 @@ Environment* environment_copy(Stack* stack, const Environment* environment) {
     std::uint8_t* slot = raw_child_slot(copy, i);
     auto* child = load_le<Environment*>(slot);
     if (child == nullptr) continue;
-    Environment* child_copy = environment_copy(stack, child);
+    Environment* child_copy = copy_tree(stack, child, growing);
     if (child_copy == nullptr) return nullptr;
     store_le(slot, child_copy);
     raw_set_parent(child_copy, copy);
@@ -133,6 +154,18 @@ Environment* environment_copy(Stack* stack, const Environment* environment) {
   SortState& s = sort_st();
   if (s.relocation == environment) s.relocation = copy;
   return copy;
+}
+
+bool push_growing(Stack* stack) {
+  if (stk_push(stack)) return true;
+  stk_newseg();
+  return stk_push(stack);
+}
+
+}  // namespace
+
+Environment* environment_copy(Stack* stack, const Environment* environment) {
+  return copy_tree(stack, environment, false);
 }
 
 Environment* environment_compress(Stack* scratch, Environment* newest, Environment** current) {
@@ -148,16 +181,11 @@ Environment* environment_compress(Stack* scratch, Environment* newest, Environme
   }
   Environment* parent = newest->parent;
   stk_pop_release(stack);
-  // Nothing can be undone from here on: the old place is released. A differently packed copy may need one
-  // segment more than before.
-  Environment* const relocated = s.relocation;
-  Environment* back = stk_push(stack) ? environment_copy(stack, away) : nullptr;
+  // Nothing can be undone from here on: the old place is released. Its segments may be the ones that hold the
+  // scratch copy now, and a differently packed copy may need more of them than before.
+  Environment* back = push_growing(stack) ? copy_tree(stack, away, true) : nullptr;
   if (back == nullptr) {
-    stk_newseg();
-    s.relocation = relocated;
-    back = environment_copy(stack, away);
-  }
-  if (back == nullptr) {
+    delete_files(away);
     forget_level(parent, newest);
     ErrorReturn(kErrorCode, kPathologicalText);
   }

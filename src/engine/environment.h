@@ -71,7 +71,8 @@ void init_sublists(Environment* environment, std::uint32_t slot, std::uint32_t s
 
 // Compacts the subtree of `newest` on the sublist stack by way of `scratch`. Result: its copy, with *current
 // moved along; null (nothing changed) when the scratch stack has no room. The caller links the copy in its
-// parent. Raises: the pathological-case text when the copy back finds no memory even after a new segment
+// parent. Raises: the pathological-case text when the copy back finds no memory even beyond the budget; the
+// work files of the levels are deleted then
 [[nodiscard]] Environment* environment_compress(Stack* scratch, Environment* newest, Environment** current);
 
 // Re-points the open-file array pointers at a moved tree.
