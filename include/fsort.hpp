@@ -21,6 +21,10 @@
 #ifndef FSORT_HPP
 #define FSORT_HPP
 
+#if (defined(_MSVC_LANG) ? _MSVC_LANG : __cplusplus) < 202002L
+#error "fsort.hpp needs C++20 (-std=c++20 or /std:c++20)"
+#endif
+
 #include <concepts>
 #include <cstdint>
 #include <exception>
