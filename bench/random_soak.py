@@ -90,11 +90,11 @@ def revision():
     return done.stdout.strip() or "unknown (no clone)"
 
 
-def report(args, rows):
+def report(args, rows, built_from):
     total, faults = sum(row["sorts"] for row in rows.values()), sum(len(row["faults"]) for row in rows.values())
     lines = ["# Random sorts", "", "Written by `scripts/soak --parts random`; what is judged, and how, is said at the top of "
              "`bench/random_soak.py` and in [docs/TESTING.md](../docs/TESTING.md).", "", f"- Machine: {machine()}",
-             f"- Revision: {revision()}, preset dev", f"- Run: {time.strftime('%Y-%m-%d %H:%M UTC', time.gmtime())}",
+             f"- Revision: {built_from}, preset dev", f"- Run: {time.strftime('%Y-%m-%d %H:%M UTC', time.gmtime())}",
              f"- Seeds: from {args.first:,} on, {SEEDS_APART:,} apart for each row",
              f"- **{total:,} sorts, {faults} with a fault**", "", *table(rows), ""]
     lines += [f"- `FSORT_TEST_SEED={seed}`, `{test}`" for test, row in rows.items() for seed in row["faults"]]
@@ -110,10 +110,11 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--report")
     args = parser.parse_args()
+    built_from = revision()  # before a long campaign, not after it
     rows = campaign(args)
     print("\n".join(table(rows)))
     if args.report and args.sorts >= REPORT_SORTS:
-        report(args, rows)
+        report(args, rows, built_from)
     faults = sum(len(row["faults"]) for row in rows.values())
     print(f"random sorts: {sum(row['sorts'] for row in rows.values()):,} sorts, {faults} with a fault")
     return 1 if faults else 0
