@@ -6,43 +6,15 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <list>
 #include <sstream>
 #include <thread>
 
+#include "support/temp_folder.h"
+
 namespace {
 
 using Texts = std::vector<std::string>;
-
-// A folder that goes with its test.
-class Folder {
- public:
-  Folder() : path_(std::filesystem::temp_directory_path() / ("fsort-cpp-" + std::to_string(number()))) {
-    std::filesystem::create_directories(path_);
-  }
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).generic_string(); }
-
- private:
-  static std::uint64_t number() {
-    static std::uint64_t next = 0;
-    return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) + next++;
-  }
-  std::filesystem::path path_;
-};
-
-std::string content(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 Texts numbers(int count) {
   Texts texts;
@@ -98,12 +70,12 @@ TEST(Sort, EndsWhenTheWriterHasEnough) {
   EXPECT_EQ(out, (Texts{"1000", "1001", "1002"}));
 }
 TEST(Sort, SortsFilesAndSaysHowLongItTook) {
-  const Folder folder;
-  std::ofstream(folder.file("in"), std::ios::binary) << "b\na\n";
-  const std::string said = fsort::sort_files("<" + folder.file("in") + " >" + folder.file("out"));
-  EXPECT_EQ(content(folder.file("out")), "a\nb\n");
+  const fsort::test::TempFolder folder;
+  const std::string in = folder.make("in", "b\na\n");
+  const std::string said = fsort::sort_files("<" + in + " >" + folder.path("out"));
+  EXPECT_EQ(folder.content("out"), "a\nb\n");
   EXPECT_NE(said, "");
-  EXPECT_EQ(fsort::sort_files("-q <" + folder.file("in") + " >" + folder.file("out")), "");
+  EXPECT_EQ(fsort::sort_files("-q <" + in + " >" + folder.path("out")), "");
 }
 
 TEST(Errors, CarryTheMessagesAndTheStatus) {
