@@ -1,9 +1,8 @@
 // One entry of the array sort: the class values of a record's next key bytes, and where the record is.
 //
-//   bit 63 of the place   the record is `whole`: its key starts with its data, and the word, together with
-//   the
-//                         key bytes in front of it, which all records of the bin share, says everything that
-//                         is in it but a line break at the end
+//   bit 63 of the place   the record is `whole`: its key starts with its data, and the word says everything
+//                         that is in it, together with the key bytes in front of it, which all records of
+//                         the bin share, and a line break at the end
 //   bit 62                the record is the same, byte for byte, as the one in front of it in the output
 //   bits 0 to 47          its address; 0: dropped as a duplicate
 //

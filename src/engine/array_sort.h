@@ -7,12 +7,11 @@
 //
 //   - the same decisions: key steps, list-sort thresholds by record count, and plans of several bytes
 //     (plan_depth);
-//   - every pass of the level method turns the order of each bin around. Here a pass keeps the order and a
-//   flag
-//     tells whether it reads backwards (`flipped`); a plan of several bytes is one pass, so the flag turns
-//     once a plan;
-//   - the parts of a range are laid out in output order at once, descending keys backwards, and the half of a
-//     governing key that leaves first runs with its dependents' directions flipped (key_view.h).
+//   - every pass of the level method turns the order of each bin around. Here a pass keeps the order and
+//     `flipped` tells whether it reads backwards; a plan of several bytes is one pass, so it turns once a
+//     plan;
+//   - the parts of a range are laid out in output order at once, descending keys backwards, and the half of
+//     a governing key that leaves first runs with its dependents' directions flipped (key_view.h).
 //
 // Because parts end up in their final place, they may be finished in any order: the largest is continued in
 // the loop, the others by recursion, so that the depth is at most the logarithm of the record count. A byte

@@ -5,8 +5,8 @@
 //
 // A sort looks at key bytes more often than at anything else, so the common keys (walked forward, ended by a
 // byte without a class) take no loop with an end that the processor would have to guess: eight bytes of the
-// record come in one load, and a table that is one run of bytes in ascending order, such as the default one,
-// is applied to all eight at once.
+// record come in one load, and a table that is one run of bytes but for a few, as the default one is but for
+// the tab, is applied to all eight at once.
 //
 //   bytes of the record   a   B   c  \n   x ...      run ' '..'~', whose first value is 2
 //   less the run's start  65  34  67  234  ..        beyond the run: the key has ended, or it takes the table
