@@ -1,5 +1,4 @@
 // Options, buffers and clean-up of the sublist module.
-#include <cstdio>
 #include <fstream>
 #include <string>
 
@@ -9,6 +8,7 @@
 #include "sublist/work_name.h"
 #include "support/exit.h"
 #include "support/instance_fixture.h"
+#include "support/temp_folder.h"
 
 namespace fsort {
 namespace {
@@ -177,12 +177,13 @@ TEST_F(SublistInit, SecondInitGivesBackWhatTheFirstLeft) {
   EXPECT_EQ(directory(), "other\\");
 }
 
-// A work file as an array would own it.
+// A work file as an array would own it. In a folder of the test's own: names come from the address of the
+// instance, which may be the same in the processes of two tests side by side.
 class SublistFiles : public SublistInit {
  protected:
   void SetUp() override {
     SublistInit::SetUp();
-    ArgVector args{"-w", testing::TempDir()};
+    ArgVector args{"-w", folder_.path("")};
     ASSERT_FALSE(init(args).caught);
     sublist_array_init(0, &array_);
     array_.file_number = 7;
@@ -190,10 +191,6 @@ class SublistFiles : public SublistInit {
     name_ = mk_name(state(), 7);
     for (char& c : name_) c = c == '\\' ? '/' : c;
     std::ofstream(name_, std::ios::binary) << "content";
-  }
-  void TearDown() override {
-    SublistInit::TearDown();
-    std::remove(name_.c_str());
   }
   void open_output() {
     array_.file = fstdio_fopen(mk_name(state(), 7), "w");
@@ -206,6 +203,7 @@ class SublistFiles : public SublistInit {
   }
   [[nodiscard]] bool exists() const { return std::ifstream(name_).good(); }
 
+  test::TempFolder folder_;
   SublistArray array_{};
   std::string name_;
   BufferChain output_buffer_ = nullptr;
