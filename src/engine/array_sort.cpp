@@ -163,6 +163,18 @@ Range behind_words(const SortState& s, const Range& r, std::uint64_t from, std::
   Range part = r;
   part.entries = r.entries + from;
   part.count = to - from;
+  const KeyView& view = s.keys[r.key];
+  if (view.spans == 0 && view.governed == 0) {
+    // The common key: it goes on behind a full word, else the next one follows.
+    part.used = kNotCached;
+    if (word_value(word, shape, shape.values - 1) != 0) {
+      part.position += view.step * static_cast<std::int32_t>(shape.values - r.used);
+    } else {
+      ++part.key;
+      part.position = 0;
+    }
+    return part;
+  }
   for (std::uint32_t i = r.used; i < shape.values; ++i) {
     if (!step_key(s, part) || part.used == kNotCached) return part;
     const auto value = static_cast<std::uint16_t>(word_value(word, shape, i));
