@@ -2,7 +2,7 @@
 """Measures the tool against its peers, the copy limit and its own promises; scripts/bench calls it.
 
   bench/bench.py [--short] [--rows a,c-100m,growth] [--rounds N] [--scale F] [--without sqlite,gnu-2] [--keep]
-                 [--other FSORT] [--continue] [--dir FOLDER] [--report]
+                 [--other FSORT] [--continue] [--dir FOLDER] [--turns FILE] [--report]
 
 What is measured stands in bench/rows.py and bench/claims.py, the peers and their command lines in
 bench/contenders.py, how runs are paired, pinned and proved in bench/rounds.py, how one process is measured in
@@ -27,6 +27,7 @@ import rounds
 import tables
 from machine import first_line
 from rows import ROWS
+from turns import turn
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "bench"
@@ -97,7 +98,8 @@ def measure(args, folder, unavailable):
         started = time.monotonic()
         print(f"{name}", flush=True)
         if name in claims.MEASURES:
-            found = claims.MEASURES[name](runner)
+            with turn(args.turns):
+                found = claims.MEASURES[name](runner)
         else:
             found = runner.measure(by_name[name])
             later = {by_name[other].data for other in todo[place + 1:] if other in by_name}
@@ -165,6 +167,7 @@ def main():
     parser.add_argument("--continue", dest="resume", action="store_true", help="leave rows alone that are stored")
     parser.add_argument("--keep", action="store_true", help="keep the data")
     parser.add_argument("--dir", type=pathlib.Path, default=BUILD / "data", help="where data and work files go")
+    parser.add_argument("--turns", help="lock file to take turns with other work on the machine by (bench/turns.py)")
     parser.add_argument("--report", action="store_true", help="only make the report from the stored rows")
     args = parser.parse_args()
     args.scale = args.scale or (SHORT_SCALE if args.short else 1.0)

@@ -21,6 +21,7 @@ import time
 
 import contenders
 import process
+from turns import turn
 
 OUT_OF_RACE = 2.0       # times the best of the class
 PATIENCE = 10.0         # times the best of the class, but at least
@@ -135,9 +136,10 @@ class Rounds:
             found["commands"][each.name] = contenders.shown(
                 each.command(self.job(row)), contenders.cores_for(each.threads), self.folder)
         for number in range(self.args.rounds):
-            turn = number % len(race)
-            for peer in race[turn:] + race[:turn]:
-                self.pair(row, peer, number, found)
+            first = number % len(race)
+            for peer in race[first:] + race[:first]:
+                with turn(self.args.turns):
+                    self.pair(row, peer, number, found)
             race = [peer for peer in race if self.stays(peer, found)]
         found |= {"when": time.strftime("%Y-%m-%d %H:%M", time.gmtime()), "load": round(os.getloadavg()[0], 1),
                   "revision": self.args.revision}
