@@ -112,6 +112,7 @@ Texts titles(Step step, const std::string& reader) {
 
 // What the system says about the fault.
 std::string reason(const Injection& fault) {
+  if (fault.textless) return "";
   const std::uint32_t code = fault.half ? fsort::kErrorDiskFull : fault.code;
   char text[200];
   const std::uint32_t length =
@@ -195,7 +196,7 @@ std::string Injection::mode_name() const {
 
 std::string Injection::name() const {
   return call_name() + " " + std::to_string(n) + " " + mode_name() +
-         (half ? "" : ", code " + std::to_string(code));
+         (half ? "" : ", code " + std::to_string(code)) + (textless ? ", without a text" : "");
 }
 
 const std::vector<FaultKind>& fault_kinds() {

@@ -18,6 +18,7 @@ struct Injection {
   bool half = false;       // the transfer is shortened instead
   std::uint64_t n = 1;     // which call, from the creation of the handle on
   std::uint32_t code = 0;  // what the system says
+  bool textless = false;   // the system has no text for the code
 
   [[nodiscard]] std::string call_name() const;
   [[nodiscard]] std::string mode_name() const;

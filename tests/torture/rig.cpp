@@ -252,6 +252,7 @@ void Rig::set_rule(FaultOs* faults, const Injection& fault) const {
   } else {
     faults->fail(fault.call, fault.n, fault.code, fault.lasting);
   }
+  if (fault.textless) faults->fail(OsCall::kMessage, 1, 0, Lasting::kForGood);
 }
 
 void Rig::disturb(FaultOs* faults, const Injection* fault) {

@@ -24,6 +24,7 @@ namespace {
 constexpr std::size_t kShortShare = 3;        // one of so many spilling scenarios is in the short form,
 constexpr std::size_t kShortPipeShare = 5;    // of those through the pipe: a busy machine slows them down
 constexpr std::uint64_t kThoroughEvery = 16;  // injections between two whole sorts after a fault
+constexpr std::uint64_t kTextlessEvery = 7;   // injections of which one finds no text for its code
 constexpr std::uint64_t kSaltStep = 7919;     // moves the places from loop to loop
 constexpr int kMostFaultsShown = 12;
 
@@ -82,7 +83,8 @@ class ScenarioRun {
     const std::uint64_t end = places_wanted() == 0 ? count : count + 1;
     for (std::uint64_t n = 1; n <= end; ++n) {
       if (n <= count && !places.holds(n)) continue;
-      Injection fault{kind.call, kind.lasting, kind.half, n, kind.codes[n % kind.codes.size()]};
+      const bool textless = strikes_ % kTextlessEvery == 0;
+      Injection fault{kind.call, kind.lasting, kind.half, n, kind.codes[n % kind.codes.size()], textless};
       if (!strike(fault, n > count)) return false;
     }
     return true;
@@ -115,6 +117,9 @@ struct Group {
   Passage passage;
   const char* name;
 };
+
+// For the name of a test in lists.
+void PrintTo(const Group& group, std::ostream* out) { *out << group.name; }
 
 class EveryCallFailsInTurn : public testing::TestWithParam<Group> {};
 
