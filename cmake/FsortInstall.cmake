@@ -65,7 +65,7 @@ if(NOT WIN32)
   set(completions "${CMAKE_CURRENT_SOURCE_DIR}/completions")
   install(FILES "${completions}/fsort.bash" DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME fsort OPTIONAL)
-  install(FILES "${completions}/fsort.zsh" DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
-          RENAME _fsort OPTIONAL)
+  set(FSORT_ZSH_COMPLETIONS_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh finds completions")
+  install(FILES "${completions}/fsort.zsh" DESTINATION ${FSORT_ZSH_COMPLETIONS_DIR} RENAME _fsort OPTIONAL)
   install(FILES "${completions}/fsort.fish" DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d OPTIONAL)
 endif()
