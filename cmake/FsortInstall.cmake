@@ -54,18 +54,26 @@ endif()
 configure_file(packaging/fsort.pc.in "${CMAKE_BINARY_DIR}/fsort.pc" @ONLY)
 install(FILES "${CMAKE_BINARY_DIR}/fsort.pc" DESTINATION ${FSORT_PC_DIR})
 
-# Manual pages by their section, and completions where each shell looks. Windows has neither.
-if(NOT WIN32)
-  foreach(section 1 3 7)
-    file(GLOB pages CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/man/*.${section}")
-    if(pages)
-      install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
-    endif()
-  endforeach()
-  set(completions "${CMAKE_CURRENT_SOURCE_DIR}/completions")
-  install(FILES "${completions}/fsort.bash" DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-          RENAME fsort OPTIONAL)
-  set(FSORT_ZSH_COMPLETIONS_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh finds completions")
-  install(FILES "${completions}/fsort.zsh" DESTINATION ${FSORT_ZSH_COMPLETIONS_DIR} RENAME _fsort OPTIONAL)
-  install(FILES "${completions}/fsort.fish" DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d OPTIONAL)
+# Manual pages by their section, and completions, which the tool itself writes, where each shell looks. Windows has
+# neither; a cross build cannot run the tool.
+foreach(section 1 3 7)
+  file(GLOB pages CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/man/*.${section}")
+  if(pages AND NOT WIN32)
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  endif()
+endforeach()
+set(FSORT_ZSH_COMPLETIONS_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh finds completions")
+function(fsort_install_completion shell folder name)
+  set(script "${CMAKE_BINARY_DIR}/completions/${shell}/${name}")
+  add_custom_command(OUTPUT "${script}" VERBATIM DEPENDS fsort_tool
+                     COMMAND ${CMAKE_COMMAND} -E make_directory "${CMAKE_BINARY_DIR}/completions/${shell}"
+                     COMMAND fsort_tool --completion=${shell} > "${script}"
+                     COMMENT "Writing the completions for ${shell}")
+  add_custom_target(fsort_completion_${shell} ALL DEPENDS "${script}")
+  install(FILES "${script}" DESTINATION ${folder})
+endfunction()
+if(EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/tool/completion.cpp" AND NOT CMAKE_CROSSCOMPILING)
+  fsort_install_completion(bash ${CMAKE_INSTALL_DATADIR}/bash-completion/completions fsort)
+  fsort_install_completion(zsh ${FSORT_ZSH_COMPLETIONS_DIR} _fsort)
+  fsort_install_completion(fish ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d fsort.fish)
 endif()
