@@ -1,44 +1,49 @@
-// The page of --help and the line of --version.
+// The page of --help, its options from the table, and the line of --version.
 #include "help_text.h"
 
 #include "fsort.h"
+#include "options.h"
+#include "plain_text.h"
 
 namespace fsort_tool {
+namespace {
+
+constexpr const char* kHead = R"(fsort sorts records: text lines, fixed-length and variable-length records.
+
+  fsort [--option...] [option...] [key...]   standard input or files, to standard output or a file
+
+Options used most; fields and columns count from 0, sizes are in KB or end in k, m or g
+)";
+
+constexpr const char* kTail = R"(
+Examples, ready to paste: lines; numbers, the highest first; each word once, in any case;
+dates by month and day; two-byte records by their second byte
+    printf 'pear\nfig\napple\n' | fsort
+    printf 'dog;12\ncow;3\nbear;12\n' | fsort -t ';' -n -i -f 1 -k -f 0
+    printf 'fig\nPear\nFIG\n' | fsort -u -k 'a'-'z' -r 'A'-'Z'
+    printf '2024-03-01\n2023-12-24\n' | fsort -q -k -c 5-9
+    printf 'c1b3a2' | fsort -q -rf 2 -k 0-255 -c 1
+
+Exit status 0: sorted. 1: not, and standard error says why.
+The manual: fsort --help keys|fields|records|files|memory|messages|command|tool|options|examples
+            fsort --help -k  an option;  fsort --explain ...  what a command line means;  man fsort
+)";
+
+constexpr std::size_t kUsageColumns = 32;
+
+}  // namespace
 
 const char* const kVersionText = "fsort " FSORT_VERSION_STRING "\n";
 
-const char* const kHelpText =
-    R"(fsort sorts records: text lines, fixed-length records, variable-length records.
-
-  fsort [option...] [key...]          sorts standard input to standard output
-  fsort -in FILE... -out FILE ...     sorts files; '<FILE' and '>FILE' (quoted) say the same
-
-Examples
-  cat a.txt | fsort > b.txt                            lines, by their whole text
-  fsort '<a.txt' '>b.txt' -i                           the same, descending
-  fsort -in a.txt -out b.txt -t ';' -n -f 2 -k -f 0    by field 2 as a number, then by field 0
-  fsort -in a.dat -out b.dat -rf 100 -k 0-255 -c 0-9   100-byte records, by their first ten bytes
-
-Records
-  -rt [SIZE]              text lines up to SIZE bytes (the default, 511 bytes)
-  -rf SIZE                fixed-length records of SIZE bytes
-  -rv [RANGE [SIZE]]      variable-length records; RANGE is where the length field lies
-Keys, in order of weight; fields, columns and bytes count from 0
-  -k [RANGE...]           characters, in the order given by the ranges of byte values
-  -n [RANGE...] [-d N]    numbers, with at most N decimals compared
-  -s RANGE...             a sign byte that governs the keys after it
-  -f RANGE... -c RANGE... fields, and columns in a field, of the key in front; -i descends, -b skips blanks
-  ( KEY... ) -f ... -c ...  keys counted from the start of the fields and columns behind the brackets
-Options
-  -u    one record of each set with equal keys     -i      descending
-  -t RANGE...   field delimiters (tab)             -b RANGE...   blanks skipped in front of fields
-  -mfr  short records have empty fields            -mcf -mcr     keys beyond their field are empty
-  -m SIZE  memory      -w DIR  work directory      -q      no timing lines      -v   more lines
-  -h    the whole grammar (exit status 1)
-Sizes are in kilobytes unless they end in k, m or g. A byte value is a number or a character: 59 or ';'.
-
-Data goes to standard output, messages to standard error. Exit status: 0 sorted, 1 not.
-  --help, --version       alone on the command line
-)";
+std::string short_help() {
+  std::string text = kHead;
+  for (const Option& option : all_options()) {
+    if (!option.often) continue;
+    std::string usage = "  " + usage_of(option);
+    usage.append(kUsageColumns - columns_of(usage) + 4, ' ');
+    text += usage + std::string(option.summary) + "\n";
+  }
+  return text + kTail;
+}
 
 }  // namespace fsort_tool

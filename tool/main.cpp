@@ -9,10 +9,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "completion.h"
 #include "help_text.h"
+#include "help_topics.h"
 #include "platform/program.h"
 #include "request.h"
 #include "run_sort.h"
@@ -27,6 +30,23 @@ int print(const char* text) {
   return kExitFailure;
 }
 
+int fail(const std::string& wrong) {
+  std::fprintf(stderr, "fsort: %s\n", wrong.c_str());
+  return kExitFailure;
+}
+
+int show_help(const std::string& topic) {
+  const std::optional<std::string> text = fsort_tool::help_on(topic);
+  if (!text.has_value()) return fail(fsort_tool::no_help_on(topic));
+  return fsort::program_page(text->c_str()) ? 0 : print(text->c_str());
+}
+
+int show_completion(const std::string& shell) {
+  const std::string script = fsort_tool::completion_script(shell);
+  if (script.empty()) return fail("\"" + shell + "\" is no value of --completion: bash, zsh or fish");
+  return print(script.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -34,13 +54,12 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(given.values, given.values + given.count);
   fsort_tool::Request request;
   const std::string wrong = fsort_tool::read_request(arguments, request);
-  if (!wrong.empty()) {
-    std::fprintf(stderr, "fsort: %s\n", wrong.c_str());
-    return kExitFailure;
-  }
+  if (!wrong.empty()) return fail(wrong);
   switch (request.task) {
     case fsort_tool::Task::help:
-      return print(fsort_tool::kHelpText);
+      return show_help(request.topic);
+    case fsort_tool::Task::completion:
+      return show_completion(request.topic);
     case fsort_tool::Task::version:
       return print(fsort_tool::kVersionText);
     default:

@@ -65,11 +65,13 @@ std::string take_progress(const Given& option, Request& request) {
   return {};
 }
 
+bool takes_topic(const Given& option) { return option.name == "--help" || option.name == "--completion"; }
+
 // Result: "", what is wrong, or nothing when there is no such option.
 std::optional<std::string> take(const Given& option, Request& request) {
   if (option.name == "--explain") return take_explain(option, request);
   if (option.name == "--progress") return take_progress(option, request);
-  if (option.name == "--help" || option.name == "--completion") {
+  if (takes_topic(option)) {
     request.task = option.name == "--help" ? Task::help : Task::completion;
     request.topic = option.value;
     return "";
@@ -87,11 +89,12 @@ std::string read_request(const std::vector<std::string>& arguments, Request& req
       ++next;
       break;
     }
-    const std::optional<std::string> wrong = take(split(arguments[next]), request);
+    const Given option = split(arguments[next]);
+    const std::optional<std::string> wrong = take(option, request);
     if (!wrong.has_value()) break;  // the engine says that it is invalid
     if (!wrong->empty()) return *wrong;
     // "--help keys" is as good as "--help=keys".
-    if (request.task == Task::help && request.topic.empty() && next + 1 < arguments.size()) {
+    if (takes_topic(option) && !option.has_value && next + 1 < arguments.size()) {
       request.topic = arguments[++next];
     }
   }

@@ -44,6 +44,7 @@ std::map<std::string, std::string> front_matter(const fs::path& page) {
 std::map<std::string, std::map<std::string, std::string>> all_pages() {
   std::map<std::string, std::map<std::string, std::string>> pages;
   for (const auto& entry : fs::directory_iterator(kRoot / "docs" / "options")) {
+    if (!entry.is_regular_file()) continue;  // the tool's own options are the tool's tests' business
     auto fields = front_matter(entry.path());
     const std::string option = fields["option"];
     EXPECT_TRUE(pages.emplace(option, fields).second) << option << " has two pages";
