@@ -5,14 +5,19 @@
 
 #include "entry/start_arguments.h"
 #include "fsort.h"
+#include "hints.h"
 
 namespace fsort_tool {
 namespace {
 
 constexpr int kExitFailure = 1;
 
+// What the engine said, for the hint beneath an error; a display function has no context of its own.
+std::string engine_said;
+
 // Messages byte for byte, at once: a reader of standard error sees them even when the process is stopped.
 void show(const char* text) {
+  engine_said += text;
   std::fputs(text, stderr);
   std::fflush(stderr);
 }
@@ -33,6 +38,7 @@ int run_sort(const Request& request) {
   }
   const std::int32_t status = fsort::start_arguments(handle, count, vector.data());
   FsortDestroy(handle);
+  if (status == kExitFailure) show(hint_line(request.sort_arguments, engine_said).c_str());
   return status;
 }
 
