@@ -161,8 +161,8 @@ std::string zsh_words() {
   for (const Option& option : all_options()) {
     if (option.words.empty()) continue;
     const std::string prefix = std::string(option.name) + "=";
-    cases += "    " + prefix + "*) compset -P '" + prefix + "'; compadd " + std::string(option.words) +
-             "; return ;;\n";
+    cases.append("    ").append(prefix).append("*) compset -P '").append(prefix).append("'; compadd ");
+    cases.append(option.words).append("; return ;;\n");
   }
   return cases;
 }

@@ -133,11 +133,14 @@ std::string single_value(const std::vector<std::string>& arguments) {
     const std::string written = as_written(arguments, name);
     if (written.size() <= name.size()) continue;
     const std::string value = written.substr(name.size() + 1);
-    const std::string order = "\"" + written + "\": the values behind " + std::string(name) +
-                              " are an order, two at least, as in 0-255";
-    if (value[0] < '0' || value[0] > '9') return order;
-    return order + "; a field is " + std::string(name) + " -f " + value + ", a column " + std::string(name) +
-           " -c " + value;
+    std::string hint = "\"" + written + "\": the values behind " + std::string(name) +
+                       " are an order, two at least, as in 0-255";
+    const bool is_position = value[0] >= '0' && value[0] <= '9';
+    if (is_position) {
+      hint.append("; a field is ").append(name).append(" -f ").append(value);
+      hint.append(", a column ").append(name).append(" -c ").append(value);
+    }
+    return hint;
   }
   return "an order of byte values has two at least, as in -k 0-255";
 }

@@ -123,6 +123,7 @@ std::string table_text(std::vector<std::vector<std::string>> rows) {
     text += row_text(rows[i], widths);
     if (i != 0) continue;
     std::vector<std::string> rule;
+    rule.reserve(widths.size());
     for (const std::size_t width : widths) rule.emplace_back(width, '-');
     text += row_text(rule, widths);
   }

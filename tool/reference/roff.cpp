@@ -142,6 +142,22 @@ std::string heading(const Block& block) {
   return (block.level == 2 ? ".SH \"" : ".SS \"") + styled(block.text) + "\"\n";
 }
 
+std::string block_text(const Block& block) {
+  switch (block.kind) {
+    case Block::Kind::heading:
+      return heading(block);
+    case Block::Kind::paragraph:
+      return roff_text(block.text);
+    case Block::Kind::item:
+      return item(block);
+    case Block::Kind::code:
+      return code_block(block.text);
+    case Block::Kind::table:
+      return table(block.rows);
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string roff_text(std::string_view markdown) {
@@ -151,35 +167,19 @@ std::string roff_text(std::string_view markdown) {
 std::string roff_literal(std::string_view text) { return escaped(text, true); }
 
 std::string roff_blocks(std::string_view markdown, RoffPlace place) {
+  const std::string_view paragraph = place == RoffPlace::item ? ".IP\n" : ".PP\n";
   std::string text;
   bool in_list = false;
   bool first = true;  // in an item, or behind a heading, which the formatter spaces itself
   for (const Block& block : parse_markdown(markdown)) {
     const bool is_item = block.kind == Block::Kind::item;
+    const bool is_heading = block.kind == Block::Kind::heading;
     if (is_item && !in_list) text += ".RS\n";
     if (!is_item && in_list) text += ".RE\n";
     in_list = is_item;
-    switch (block.kind) {
-      case Block::Kind::heading:
-        text += heading(block);
-        break;
-      case Block::Kind::paragraph:
-        if (!first) text += place == RoffPlace::item ? ".IP\n" : ".PP\n";
-        text += roff_text(block.text);
-        break;
-      case Block::Kind::item:
-        text += item(block);
-        break;
-      case Block::Kind::code:
-        if (!first) text += ".PP\n";
-        text += code_block(block.text);
-        break;
-      case Block::Kind::table:
-        if (!first) text += place == RoffPlace::item ? ".IP\n" : ".PP\n";
-        text += table(block.rows);
-        break;
-    }
-    first = block.kind == Block::Kind::heading;
+    if (!first && !is_item && !is_heading) text += paragraph;
+    text += block_text(block);
+    first = is_heading;
   }
   return in_list ? text + ".RE\n" : text;
 }
