@@ -49,4 +49,19 @@ int compare(const std::uint8_t* a, const std::uint8_t* b, std::uint16_t key, std
   return compare_from(s, a, b, key, position, s.descending);
 }
 
+int compare_whole(const std::uint8_t* a, const std::uint8_t* b) {
+  const SortState& s = sort_st();
+  return compare_from(s, a, b, 0, 0, s.written_descending);
+}
+
+std::uint32_t compare_deciding_entry(const std::uint8_t* a, const std::uint8_t* b) {
+  const SortState& all = sort_st();
+  SortState front = all;
+  for (std::uint32_t key = 0; key < all.key_count; ++key) {
+    front.key_count = static_cast<std::uint16_t>(key + 1);
+    if (compare_from(front, a, b, 0, 0, all.written_descending) != 0) return key;
+  }
+  return all.key_count;
+}
+
 }  // namespace fsort

@@ -21,4 +21,11 @@ struct SortState;
 [[nodiscard]] int compare(const std::uint8_t* a, const std::uint8_t* b, std::uint16_t key,
                           std::int32_t position);
 
+// Two whole records in the order in which they leave the sort, whatever it is doing now: -1 when `a` leaves
+// before `b`, 1 when after, 0 when they are equal over all keys. Requires: key_view_init ran
+[[nodiscard]] int compare_whole(const std::uint8_t* a, const std::uint8_t* b);
+
+// The entry of the key table that decides between two records; the number of entries when they are equal.
+[[nodiscard]] std::uint32_t compare_deciding_entry(const std::uint8_t* a, const std::uint8_t* b);
+
 }  // namespace fsort

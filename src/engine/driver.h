@@ -7,6 +7,7 @@
 
 namespace fsort {
 
+struct DriverState;
 struct Instance;
 
 // Takes -q -h -u -v -l -fs -rs -m, initialises sublists, records and keys, makes the two stacks, draws up the
@@ -24,6 +25,9 @@ void levels_drop();
 
 // Raises when any argument is left: "<a>,<b> and <c> are invalid arguments".
 void chkcmd(std::int32_t argc, const char* const* argv);
+
+// Options and memory plan, to look at. Valid from fsort_init on
+[[nodiscard]] const DriverState& driver_state();
 
 // Memory available to a sort in KB.
 [[nodiscard]] std::uint64_t os_memsize();

@@ -202,6 +202,8 @@ void chkcmd(std::int32_t argc, const char* const* argv) {
   osdll_error("%s%s", text, ending);
 }
 
+const DriverState& driver_state() { return driver_st(); }
+
 void levels_drop() {
   DriverState& d = driver_st();
   Environment* root = d.environment;

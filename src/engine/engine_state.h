@@ -70,6 +70,7 @@ struct SortState {
   std::uint16_t key_count;
   std::uint16_t header_bytes;           // H
   std::uint32_t descending;             // bit k: key k runs downward now (ikey.h)
+  std::uint32_t written_descending;     // the same before any flip: the -i flags of the key table
   std::uint32_t invert_mask[kMaxKeys];  // keys that ikey(k) flips
   Environment* current;                 // level being worked on
   Environment* newest;                  // level made last and still alive

@@ -99,8 +99,11 @@ void key_view_init() {
     s.invert_mask[k] = inversion_mask(k, s.key_count);
     if (entry.descending != 0) s.descending |= std::uint32_t{1} << k;
   }
+  s.written_descending = s.descending;
   for (std::uint32_t k = 0; k < s.key_count; ++k) s.keys[k].spans = spans_next(s, k) ? 1 : 0;
 }
+
+const SortState& sort_state() { return sort_st(); }
 
 void ikey(std::uint16_t key) {
   SortState& s = sort_st();

@@ -25,6 +25,9 @@ namespace fsort {
 // Fills SortState's keys, directions and masks from the key table. Requires: rec_init ran.
 void key_view_init();
 
+// Keys and directions of the sort, to look at.
+[[nodiscard]] const SortState& sort_state();
+
 // Flips the directions of the keys that `key` governs.
 void ikey(std::uint16_t key);
 

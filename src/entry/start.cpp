@@ -47,10 +47,15 @@ void start_prepare(const StartArguments& arguments) {
   e.abort_pending = 0;
 }
 
-void start_sort() {
+void start_initialise() {
   EntryState& e = entry_st();
   e.start_status = e.start_argv != nullptr ? initcmd(e.start_argc, e.start_argv)
                                            : InitCommand(e.start_input, e.start_output, e.start_command);
+}
+
+void start_sort() {
+  EntryState& e = entry_st();
+  start_initialise();
   if (e.start_status == 0) e.start_status = fsort_call();
   // On every path: a display callback may have aborted the initialisation already.
   if (e.abort_code != 0) e.start_status = e.abort_code;
@@ -70,20 +75,29 @@ std::int32_t start_finish() {
   return e.start_status;
 }
 
-}  // namespace
-
-std::int32_t sort_start(fsort_handle handle, const StartArguments& arguments) {
+// Runs `start` as the handle's only export.
+std::int32_t start_alone(fsort_handle handle, const StartArguments& arguments, void (*start)()) {
   EntryFrame frame;
   if (!instance_enter(handle, frame, EntryKind::start)) return 1;
   std::int32_t status = 1;
   const EntryState& e = entry_st();
   if (e.running == 0 && e.destroying == 0 && !entry_frame_shared(frame)) {
     start_prepare(arguments);
-    start_and_jump_back();
+    start();
     status = start_finish();
   }
   instance_leave(frame);
   return status;
+}
+
+}  // namespace
+
+std::int32_t sort_start(fsort_handle handle, const StartArguments& arguments) {
+  return start_alone(handle, arguments, start_and_jump_back);
+}
+
+std::int32_t sort_prepare(fsort_handle handle, const StartArguments& arguments) {
+  return start_alone(handle, arguments, start_initialise);
 }
 
 std::int32_t start_arguments(fsort_handle handle, std::int32_t argc, const char* const* argv) {

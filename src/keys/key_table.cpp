@@ -32,4 +32,6 @@ const KeyEntry& key_entry(std::uint16_t key) {
 
 std::uint16_t key_record_header_bytes() { return key_st().record_header_bytes; }
 
+std::uint16_t key_field_count() { return key_st().field_count; }
+
 }  // namespace fsort

@@ -54,5 +54,6 @@ void key_create(std::uint16_t start, std::uint16_t length, std::uint8_t directio
 [[nodiscard]] std::uint16_t key_count();
 [[nodiscard]] const KeyEntry& key_entry(std::uint16_t key);
 [[nodiscard]] std::uint16_t key_record_header_bytes();
+[[nodiscard]] std::uint16_t key_field_count();
 
 }  // namespace fsort

@@ -2,6 +2,7 @@
 //
 // rec_init      options, then the key table, then every mark that the sequence tables get, then their classes
 // rec_input     one record a call: input function, allocation, one copy of the data, header
+// rec_input_into  the same in the caller's memory, for who only looks at records
 // rec_output    the data part to the output function
 // rec_windup    the field arrays
 //
@@ -85,6 +86,31 @@ void store_header(std::uint8_t* record, const FillPlan& plan, std::uint32_t tota
   store_le(record, static_cast<std::uint16_t>(total));
 }
 
+// The next record's bytes from the input function; 0 at the end.
+inline std::uint32_t next_data(const std::uint8_t** data) {
+  std::uint64_t length = 0;
+  if (driver_input()(&length, data) != 0) osdll_error("Error encountered on reading record");
+  if (length == 0) return 0;
+  if (length > kMaxTotalLength - rec_st().plan.header_bytes || *data == nullptr) {
+    osdll_error("Error encountered on reading record");
+  }
+  return static_cast<std::uint32_t>(length);
+}
+
+// Copies the data behind its header and fills the header, all but the frame byte.
+inline void build_record(std::uint8_t* record, const FillPlan& plan, const std::uint8_t* data,
+                         std::uint32_t data_bytes) {
+  const std::uint32_t header_bytes = plan.header_bytes;
+  const std::uint32_t total = header_bytes + data_bytes;
+  const bool same_header = plan.constant_offsets != 0 && data_bytes >= plan.needed;
+  if (same_header) store_header(record, plan, total);
+  copy_bytes(record + header_bytes, data, data_bytes);
+  record[total] = 0;
+  if (same_header) return;
+  store_le(record, static_cast<std::uint16_t>(total));
+  rec_fill(record);
+}
+
 }  // namespace
 
 void blank(std::uint8_t byte) { rec_st().byte_class[byte] |= kClassBlank; }
@@ -118,31 +144,26 @@ void rec_init(std::int32_t argc, const char** argv) {
 void rec_windup(Instance* instance) { release_arrays(instance->record); }
 
 std::uint8_t* rec_input() {
-  std::uint64_t length = 0;
   const std::uint8_t* data = nullptr;
-  if (driver_input()(&length, &data) != 0) osdll_error("Error encountered on reading record");
-  if (length == 0) return nullptr;
+  const std::uint32_t data_bytes = next_data(&data);
+  if (data_bytes == 0) return nullptr;
   const FillPlan& plan = rec_st().plan;
-  const std::uint32_t header_bytes = plan.header_bytes;
-  if (length > kMaxTotalLength - header_bytes || data == nullptr) {
-    osdll_error("Error encountered on reading record");
-  }
-  const auto data_bytes = static_cast<std::uint32_t>(length);
-  const std::uint32_t total = header_bytes + data_bytes;
-  std::uint8_t* record = fsort_alloc(std::uint64_t{total} + 1);
-  if (plan.constant_offsets != 0 && data_bytes >= plan.needed) {
-    store_header(record, plan, total);
-    copy_bytes(record + header_bytes, data, data_bytes);
-    record[total] = 0;
-  } else {
-    copy_bytes(record + header_bytes, data, data_bytes);
-    record[total] = 0;
-    store_le(record, static_cast<std::uint16_t>(total));
-    rec_fill(record);
-  }
-  record[header_bytes - 1] = data_frame_number();
+  std::uint8_t* record = fsort_alloc(std::uint64_t{plan.header_bytes} + data_bytes + 1);
+  build_record(record, plan, data, data_bytes);
+  record[plan.header_bytes - 1] = data_frame_number();
   return record;
 }
+
+bool rec_input_into(std::uint8_t* record) {
+  const std::uint8_t* data = nullptr;
+  const std::uint32_t data_bytes = next_data(&data);
+  if (data_bytes == 0) return false;
+  build_record(record, rec_st().plan, data, data_bytes);
+  record[rec_st().plan.header_bytes - 1] = 0;
+  return true;
+}
+
+const RecordState& rec_state() { return rec_st(); }
 
 void rec_output(const std::uint8_t* record) {
   const std::uint32_t header_bytes = rec_st().plan.header_bytes;

@@ -82,6 +82,12 @@ void rec_windup(Instance* instance);
 // with a length), "Not enough fields in record", "Field too short", "Numeric field too long" (each after the
 // record's text), and those of fsort_alloc
 [[nodiscard]] std::uint8_t* rec_input();
+// The same in memory of the caller's: `record` has room for kMaxTotalLength + 1 bytes and a link in front.
+// Result: false at the end. Raises: as rec_input but for allocation; a record whose keys cannot be filled is
+// in place by then, its length word and data, and the words of the entries before the one at fault.
+[[nodiscard]] bool rec_input_into(std::uint8_t* record);
+// Modes, byte classes and the fields of the record filled last, to look at.
+[[nodiscard]] const RecordState& rec_state();
 
 // Set a byte's class; used with arg_invoke.
 void blank(std::uint8_t byte);

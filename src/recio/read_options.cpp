@@ -151,6 +151,8 @@ void read_init(RecordDescription* description, std::int32_t argc, const char** a
   }
 }
 
+const ReadState& read_state() { return read_st(); }
+
 void read_release() { release(read_st()); }
 
 void read_windup(Instance* instance) { release(instance->read); }

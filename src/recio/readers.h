@@ -39,6 +39,9 @@ void read_windup(Instance* instance);
 // Frees the record buffer, as the windup does.
 void read_release();
 
+// Limits of the record type, to look at.
+[[nodiscard]] const ReadState& read_state();
+
 // Read functions: 0 with length and address (valid until the next call), 0 with length 0 and null at the end,
 // or 1 (length 0, null) after an error, which has been displayed.
 std::int32_t read_text(std::uint64_t* length, const std::uint8_t** record);

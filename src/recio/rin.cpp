@@ -127,6 +127,12 @@ void attach_buffers(RinState& st) {
   fattachbuf(st.input, chain);
 }
 
+void make_buffers(RinState& st, int count) {
+  st.input_buffers = fmakebuf(st.ibs * kKilobyte, count);
+  if (st.input_buffers == nullptr) osdll_error("Couldn't allocate memory for input file buffer");
+  attach_buffers(st);
+}
+
 // Estimated bytes of the current input; says through `console` whether it is a character device.
 std::uint64_t estimate(const Stream* s, bool& console) {
   const std::uint32_t type = os->get_file_type(s->handle);
@@ -199,9 +205,7 @@ void rin_init(RecordDescription* description, std::int32_t argc, const char** ar
   st.ibs = buffer_kb(argc, argv);
   if (st.ibs == 0) st.ibs = all_consoles ? kConsoleBufferKb : kDefaultBufferKb;
   if (st.ibs > kMaxBufferKb) st.ibs = kMaxBufferKb;
-  st.input_buffers = fmakebuf(st.ibs * kKilobyte, kInputBuffers);
-  if (st.input_buffers == nullptr) osdll_error("Couldn't allocate memory for input file buffer");
-  attach_buffers(st);
+  make_buffers(st, kInputBuffers);
   st.files_left = static_cast<std::uint16_t>(list.count - 1);
   if (ExitRegister(rin_windup) != 0) osdll_error("Couldn't register input windup");
 }
@@ -264,5 +268,14 @@ int next_file() {
 Stream* rin_stream() { return rin_st().input; }
 
 std::uint16_t rin_files_left() { return rin_st().files_left; }
+
+const RinState& rin_state() { return rin_st(); }
+
+void rin_read_singly() {
+  RinState& st = rin_st();
+  detach_buffers(st);
+  ffreebuf(st.input_buffers);
+  make_buffers(st, 1);
+}
 
 }  // namespace fsort

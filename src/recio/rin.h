@@ -43,5 +43,10 @@ int next_file();
 // The current input for readers that take records in place; null when none.
 [[nodiscard]] Stream* rin_stream();
 [[nodiscard]] std::uint16_t rin_files_left();
+// Names, current stream and buffer of the input, to look at.
+[[nodiscard]] const RinState& rin_state();
+// From now on there is one buffer: nothing is read before it is asked for. Requires: nothing was read yet.
+// Raises: "Couldn't allocate memory for input file buffer"
+void rin_read_singly();
 
 }  // namespace fsort

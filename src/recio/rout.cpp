@@ -223,6 +223,8 @@ std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record) {
   return trap_run(kTrapLevel, "Error writing record to output", write_record, call);
 }
 
+const RoutState& rout_state() { return rout_st(); }
+
 bool rout_is_open() { return rout_st().output_open != 0; }
 
 Stream* rout_stream() {

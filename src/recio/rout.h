@@ -40,6 +40,8 @@ void rout_release();
 std::int32_t rout_write(std::uint64_t length, const std::uint8_t* record);
 // True while the output is open: it has taken a record and was not ended.
 [[nodiscard]] bool rout_is_open();
+// Name and buffer of the output, to look at.
+[[nodiscard]] const RoutState& rout_state();
 // The stream of the open output, null when it is not open. Whoever puts records into its buffer leaves at
 // least one byte free, as rout_write does.
 [[nodiscard]] Stream* rout_stream();

@@ -94,6 +94,8 @@ struct SublistState {
 // "Couldn't get memory for workfile output buffer", and those of rec_init
 void sublist_init(std::int32_t argc, const char** argv);
 void sublist_windup(Instance* instance);
+// Work directory and block sizes, to look at.
+[[nodiscard]] const SublistState& sublist_state();
 
 // The empty bin: everything 0 but run_pos.
 [[nodiscard]] const Sublist& sublist_empty();

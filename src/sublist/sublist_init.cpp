@@ -75,6 +75,8 @@ void sublist_init(std::int32_t argc, const char** argv) {
   if (s.output_buffer == nullptr) ErrorReturn(kErrorCode, "Couldn't get memory for workfile output buffer");
 }
 
+const SublistState& sublist_state() { return sublist_st(); }
+
 void sublist_windup(Instance* instance) {
   SublistState& s = instance->sublist;
   // Levels are cleaned up after this windup and delete their files then: they must find them closed.
