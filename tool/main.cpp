@@ -13,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "check.h"
 #include "completion.h"
+#include "explain.h"
 #include "help_text.h"
 #include "help_topics.h"
 #include "platform/program.h"
@@ -62,6 +64,10 @@ int main(int argc, char** argv) {
       return show_completion(request.topic);
     case fsort_tool::Task::version:
       return print(fsort_tool::kVersionText);
+    case fsort_tool::Task::explain:
+      return fsort_tool::explain(request);
+    case fsort_tool::Task::check:
+      return fsort_tool::check(request);
     default:
       return fsort_tool::run_sort(request);
   }

@@ -83,7 +83,7 @@ struct InspectedSort {
   std::uint32_t segment_kb;
   std::uint64_t record_estimate;     // records expected
   std::uint64_t needed_estimate_kb;  // record memory that they would take
-  const char* work_directory;        // with what begins a work file's name
+  const char* work_directory;        // with its separator, a backslash; 0 characters: the current one
   std::uint16_t work_directory_chars;
   std::uint16_t read_block_kb;
   std::uint16_t write_block_kb;
@@ -141,7 +141,8 @@ struct KeyValue {
   bool negative;
   std::uint8_t digits;  // integer digits found
   bool too_many;        // more than the number's columns can hold: it sorts as if it had ended
-  bool inverts;         // of a number and a sign key: what follows it runs the other way
+  bool upper_half;      // of a number and a sign key: its class ranks in the upper half. What it governs runs
+                        // the other way when the key itself runs so that this half comes first
 };
 
 // Result: as FsortStart: 0, or 1 after an error or the usage text. Requires: no sort runs on the handle

@@ -94,7 +94,9 @@ void describe_plan(InspectedSort* sort) {
   sort->needed_estimate_kb = driver.file_kb;
   const SublistState& sublist = sublist_state();
   sort->work_directory = sublist.path;
-  sort->work_directory_chars = sublist.number_at;
+  std::uint16_t chars = sublist.number_at;
+  while (chars != 0 && sublist.path[chars - 1] != '\\') --chars;
+  sort->work_directory_chars = chars;
   sort->read_block_kb = sublist.read_block_kb;
   sort->write_block_kb = sublist.write_block_kb;
 }

@@ -128,9 +128,9 @@ KeyBytes bytes_of(const SortState& s, const InspectedRecord& record, std::uint16
 KeyValue value_of(const SortState& s, const InspectedRecord& record, const InspectedKey& key) {
   const KeyView& view = s.keys[key.entry];
   const std::uint16_t value = getvalue(record.record(), view, key.entry, 0, s.header_bytes);
-  const bool descending = (s.written_descending >> key.entry & 1U) != 0;
   KeyValue result{};
-  result.inverts = view.governed != 0 && leaves_first(view, value, descending);
+  // The half that leaves a descending key first is the upper one.
+  result.upper_half = view.governed != 0 && leaves_first(view, value, true);
   if (key.kind != kKeySign) {
     result.bytes = bytes_of(s, record, key.entry);
     return result;

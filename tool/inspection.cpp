@@ -1,0 +1,65 @@
+// A sort that is looked at; see inspection.h.
+#include "inspection.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+namespace fsort_tool {
+namespace {
+
+// The display function of a handle has no argument of its own to tell it where texts go.
+std::string messages;
+
+void keep_message(const char* text) { messages += text; }
+
+}  // namespace
+
+std::string shown_name(std::string name) {
+  constexpr auto kSeparator = static_cast<char>(std::filesystem::path::preferred_separator);
+  std::replace(name.begin(), name.end(), '\\', kSeparator);
+  return name;
+}
+
+void show_error(const std::string& text) {
+  std::fputs(text.c_str(), stderr);
+  std::fflush(stderr);
+}
+
+Inspection::Inspection(const std::vector<std::string>& sort_arguments)
+    : handle_(nullptr), sort_{}, status_(1) {
+  messages.clear();
+  for (const std::string& argument : sort_arguments) arguments_.push_back(argument.c_str());
+  const auto count = static_cast<std::int32_t>(arguments_.size());
+  arguments_.push_back(nullptr);
+  handle_ = FsortCreate(keep_message, nullptr);
+  if (handle_ == nullptr) {
+    messages = "fsort: not enough memory\n";
+    return;
+  }
+  status_ = fsort::inspect_open(handle_, count, arguments_.data(), &sort_);
+  if (status_ != 0) return;
+  for (std::size_t i = 0; i < sort_.input_count; ++i) {
+    const std::string name = sort_.inputs[i];
+    inputs_.push_back(name.starts_with("-") ? "standard input" : shown_name(name));
+  }
+  output_ = sort_.output == nullptr ? "standard output" : shown_name(sort_.output);
+}
+
+Inspection::~Inspection() { FsortDestroy(handle_); }
+
+std::string Inspection::take_messages() { return std::exchange(messages, {}); }
+
+std::string Inspection::place(const fsort::InspectedRecord& record) const {
+  return "record " + std::to_string(record.number) + ", byte " + std::to_string(record.position) + " of " +
+         input_name(record.file);
+}
+
+std::size_t Inspection::key_number(std::uint32_t entry) const {
+  std::size_t number = 0;
+  while (number < sort_.key_count && sort_.keys[number].entry <= entry) ++number;
+  return number;
+}
+
+}  // namespace fsort_tool
