@@ -131,15 +131,6 @@ std::string memory_text(const InspectedSort& sort) {
                                        std::to_string(sort.write_block_kb) + " KB written");
 }
 
-std::string sort_text(const Inspection& inspection) {
-  const InspectedSort& sort = inspection.sort();
-  std::string text = labelled("Input", joined(inspection.input_names(), ", "));
-  text += labelled("Output", inspection.output_name() + " (not touched by --explain)");
-  text += labelled("Records", records_words(sort));
-  if (sort.kind != fsort::RecordKind::fixed) text += labelled("", longest_words(sort));
-  return text + fields_text(sort) + keys_text(sort) + memory_text(sort);
-}
-
 void mark(std::string& marks, const KeyBytes& bytes, char with) {
   for (std::uint32_t i = 0; i < bytes.count; ++i) {
     marks[static_cast<std::size_t>(bytes.first + static_cast<std::int32_t>(i) * bytes.step)] = with;
@@ -174,10 +165,10 @@ void rule(const InspectedSort& sort, const InspectedRecord& record, Picture& pic
   }
 }
 
-// What the engine says of a record behind the record's own text.
+// What the engine says of a record behind the record's own text, which it shows up to its first zero byte.
 std::string fault_message(const InspectedRecord& record, const std::string& shown) {
-  const auto* data = reinterpret_cast<const char*>(record.data);
-  const std::string own = std::string(data, strnlen(data, record.length)) + "\n";
+  const std::uint8_t* end = std::find(record.data, record.data + record.length, 0);
+  const std::string own = std::string(record.data, end) + "\n";
   const std::string rest = shown.starts_with(own) ? shown.substr(own.size()) : shown;
   return rest.substr(0, rest.find('\n'));
 }
@@ -248,33 +239,37 @@ std::string unreadable_text(const std::string& shown) {
          labelled("", "a sort ends here with status 1; nothing behind it can be read");
 }
 
-// One record after the other; result: false when standard output failed.
+// Result: false when standard output failed.
 bool print(const std::string& text) {
   if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return true;
   show_error(std::string("fsort: writing to standard output: ") + std::strerror(errno) + "\n");
   return false;
 }
 
-bool print_records(const Inspection& inspection, std::uint64_t wanted) {
-  const auto record = std::make_unique<InspectedRecord>();
-  std::uint64_t records = 0;
-  while (records < wanted) {
-    const fsort::RecordFate fate =
-        fsort::inspect_read(inspection.handle(), inspection.sort(), record.get(), &records);
-    const std::string shown = Inspection::take_messages();
-    if (fate == fsort::RecordFate::end) {
-      return print("\n" + labelled("End", "of the input, " + plural(records, "record")));
-    }
-    if (fate == fsort::RecordFate::unreadable) return print(unreadable_text(shown));
-    const bool faulty = fate == fsort::RecordFate::faulty;
-    std::string text = record_text(inspection, *record, faulty);
-    if (faulty) text += fault_text(inspection, *record, shown);
-    if (!print(text)) return false;
-  }
-  return true;
+}  // namespace
+
+std::string explain_sort(const Inspection& inspection) {
+  const InspectedSort& sort = inspection.sort();
+  std::string text = labelled("Input", joined(inspection.input_names(), ", "));
+  text += labelled("Output", inspection.output_name() + " (not touched by --explain)");
+  text += labelled("Records", records_words(sort));
+  if (sort.kind != fsort::RecordKind::fixed) text += labelled("", longest_words(sort));
+  return text + fields_text(sort) + keys_text(sort) + memory_text(sort);
 }
 
-}  // namespace
+std::string explain_next(const Inspection& inspection, InspectedRecord* record, std::uint64_t* records,
+                         bool* more) {
+  const fsort::RecordFate fate = fsort::inspect_read(inspection.handle(), inspection.sort(), record, records);
+  const std::string shown = Inspection::take_messages();
+  *more = fate == fsort::RecordFate::filled || fate == fsort::RecordFate::faulty;
+  if (fate == fsort::RecordFate::end) {
+    return "\n" + labelled("End", "of the input, " + plural(*records, "record"));
+  }
+  if (fate == fsort::RecordFate::unreadable) return unreadable_text(shown);
+  const bool faulty = fate == fsort::RecordFate::faulty;
+  const std::string text = record_text(inspection, *record, faulty);
+  return faulty ? text + fault_text(inspection, *record, shown) : text;
+}
 
 int explain(const Request& request) {
   const Inspection inspection(request.sort_arguments);
@@ -284,8 +279,14 @@ int explain(const Request& request) {
     show_error(shown);
     return 1;
   }
-  if (!print(sort_text(inspection))) return 1;
-  return print_records(inspection, request.explained_records) ? 0 : 1;
+  if (!print(explain_sort(inspection))) return 1;
+  const auto record = std::make_unique<InspectedRecord>();
+  std::uint64_t records = 0;
+  bool more = true;
+  while (more && records < request.explained_records) {
+    if (!print(explain_next(inspection, record.get(), &records, &more))) return 1;
+  }
+  return 0;
 }
 
 }  // namespace fsort_tool

@@ -171,6 +171,8 @@ std::string number_value(const fsort::InspectedRecord& record, const InspectedKe
                          const fsort::KeyValue& value) {
   const std::string digits = forward_text(record, value.bytes);
   const std::string decimals = forward_text(record, value.fraction);
+  // Its sign is a byte of the record then, and no number was read.
+  if (key.misplaced) return "no number: digits \"" + digits + "\", decimals \"" + decimals + "\"";
   if (digits.empty() && decimals.empty() && !value.too_many) return "0: no digits that count";
   const std::string sign = value.negative ? "-" : "+";
   std::string words = value.negative ? "-" : "";
@@ -224,6 +226,9 @@ std::vector<std::string> key_words(const InspectedSort& sort, std::size_t k) {
   }
   const std::string blanks = blanks_words(*key.skip_blanks);
   if (!blanks.empty()) lines.push_back(blanks);
+  if (key.misplaced) {
+    lines.push_back("misplaced by -d 0 in front of it: begins behind the digits of key " + std::to_string(k));
+  }
   if (key.governor != fsort::kNoKey) {
     lines.push_back("governed by key " + std::to_string(key.governor + 1U));
   }

@@ -49,6 +49,7 @@ struct InspectedKey {
   std::uint16_t governor;       // index of the sign key that turns this one around, the nearest; or kNoKey
   std::uint8_t direction;       // kForward or kBackward
   std::uint8_t descending;      // as written, before any sign key turns it around
+  bool misplaced;               // behind a number without decimals (-d 0): begins where its fraction would
   const Sequence* sequence;     // of the bytes, of a number's digits
   const Sequence* skip_blanks;  // whose blanks are skipped in front of the key
 };

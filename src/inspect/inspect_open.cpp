@@ -56,6 +56,8 @@ void describe_keys(InspectedSort* sort) {
   for (std::uint16_t entry = 0; entry < key_count();) {
     InspectedKey key = describe_key(entry);
     key.governor = governor_of(*sort, entry);
+    const InspectedKey* previous = sort->key_count == 0 ? nullptr : &sort->keys[sort->key_count - 1];
+    key.misplaced = previous != nullptr && previous->entries == kNumberEntries - 1;
     entry = static_cast<std::uint16_t>(entry + key.entries);
     sort->keys[sort->key_count++] = key;
   }

@@ -87,7 +87,7 @@ void store_header(std::uint8_t* record, const FillPlan& plan, std::uint32_t tota
 }
 
 // The next record's bytes from the input function; 0 at the end.
-inline std::uint32_t next_data(const std::uint8_t** data) {
+[[gnu::always_inline]] inline std::uint32_t next_data(const std::uint8_t** data) {
   std::uint64_t length = 0;
   if (driver_input()(&length, data) != 0) osdll_error("Error encountered on reading record");
   if (length == 0) return 0;
@@ -98,8 +98,8 @@ inline std::uint32_t next_data(const std::uint8_t** data) {
 }
 
 // Copies the data behind its header and fills the header, all but the frame byte.
-inline void build_record(std::uint8_t* record, const FillPlan& plan, const std::uint8_t* data,
-                         std::uint32_t data_bytes) {
+[[gnu::always_inline]] inline void build_record(std::uint8_t* record, const FillPlan& plan,
+                                                const std::uint8_t* data, std::uint32_t data_bytes) {
   const std::uint32_t header_bytes = plan.header_bytes;
   const std::uint32_t total = header_bytes + data_bytes;
   const bool same_header = plan.constant_offsets != 0 && data_bytes >= plan.needed;
