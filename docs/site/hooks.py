@@ -1,0 +1,35 @@
+"""What mkdocs calls while it builds.
+
+Commands in tables: a line is broken between the arguments of a command, not behind the hyphen of an option.
+
+Search without a server: a browser does not let a page that lies in a folder fetch the index or start a worker from a
+file. So both are written into a script, search/offline.js, which the theme's page loads first (theme/main.html) and
+which hands them to the theme's search under the name that it looks for."""
+
+import json
+import pathlib
+import re
+
+CELL_CODE = re.compile(r"<td([^>]*)>(.*?)</td>", re.S)
+CODE = re.compile(r"<code>([^<]* [^<]*)</code>")
+WORKER = "assets/javascripts/workers/search.*.min.js"
+
+
+def unbroken(found):
+    return "<code>" + " ".join(f'<span class="argument">{part}</span>' for part in found[1].split(" ")) + "</code>"
+
+
+def on_page_content(html, **_):
+    return CELL_CODE.sub(lambda cell: f"<td{cell[1]}>{CODE.sub(unbroken, cell[2])}</td>", html)
+
+
+def on_post_build(config, **_):
+    site = pathlib.Path(config["site_dir"])
+    index = json.loads((site / "search/search_index.json").read_text())
+    worker = next(site.glob(WORKER)).read_text()
+    (site / "search/offline.js").write_text(
+        "/* The search for pages that are opened from a folder: hooks.py says why. */\n"
+        "var __search = location.protocol !== 'file:' ? undefined : {\n"
+        f"  index: Promise.resolve({json.dumps(index)}),\n"
+        f"  worker: URL.createObjectURL(new Blob([{json.dumps(worker)}], {{type: 'text/javascript'}}))\n"
+        "};\n")
