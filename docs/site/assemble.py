@@ -11,7 +11,7 @@ OUT/pages, beginning with what navigation.py names and all of docs/, then whatev
   bench/X.md       repository/bench/X.md       include/fsort.h   repository/include/fsort.h.md
   a folder         its README.md, or an index that is made here
 
-and the links are changed accordingly. In pages, `<!-- file: PATH -->` is replaced by the file as a block and
+and the links are changed accordingly. In pages, a line `<!-- file: PATH -->` is replaced by the file as a block and a line
 `<!-- header: PATH -->` by the reference made from a header. A link that leads nowhere ends the run. OUT/mkdocs.yml is
 written with the navigation; the rest of the configuration is docs/site/mkdocs.yml."""
 
@@ -29,6 +29,7 @@ from navigation import NAVIGATION
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 LINK = re.compile(r"(\]\()([^)\s]+)(\))")
+INCLUDED = re.compile(r"^<!-- (file|header): (\S+) -->$", re.M)
 LANGUAGES = {".h": "c", ".c": "c", ".hpp": "cpp", ".cpp": "cpp", ".cs": "csharp", ".py": "python", ".ts": "typescript",
              ".js": "javascript", ".sh": "sh", ".json": "json", ".yml": "yaml", ".map": "text", ".def": "text",
              ".cmake": "cmake", ".in": "text", ".txt": "text"}
@@ -69,14 +70,17 @@ def front_matter(text):
 def option_page(text):
     """A page of docs/options: its front matter as a title and a table."""
     fields, body = front_matter(text)
-    title = "group" if fields["option"] == "(" else fields["option"].lstrip("-")
     pages = option_files()
     also = ", ".join(f"[`{option}`]({pages[option]})" for option in fields.get("see-also", []) if option in pages)
     rows = [("Argument", fields.get("argument")), ("Default", fields.get("default"))]
     table = "".join(f"| {name} | {cell(value)} |\n" for name, value in rows if value)
     example = f"```sh\n{fields['example']}\n```\n\n" if fields.get("example") else ""
-    return (f"# {fields['option']}\n\n| Option | `{fields['option']}` |\n|---|---|\n{table}"
-            + (f"| See also | {also} |\n" if also else "") + f"\n{example}{body}", title)
+    return (f"# {option_title(fields)}\n\n| Option | `{fields['option']}` |\n|---|---|\n{table}"
+            + (f"| See also | {also} |\n" if also else "") + f"\n{example}{body}")
+
+
+def option_title(fields):
+    return "( ) groups" if fields["option"] == "(" else fields["option"]
 
 
 def cell(value):
@@ -113,7 +117,10 @@ def index_of(folder):
 def title_of(path):
     text = path.read_text()
     found = re.search(r"^# (.*)$", text, re.M)
-    return found[1] if found else front_matter(text)[0].get("option", path.stem)
+    if found:
+        return found[1]
+    fields, _ = front_matter(text)
+    return option_title(fields) if "option" in fields else path.stem
 
 
 def notes_of(folder):
@@ -162,12 +169,18 @@ class Site:
             language = "sh" if text.startswith("#!/bin/") else "python" if text.startswith("#!/usr/bin/env python") else None
             return f"# {path.as_posix()}\n\n{block(whole, language)}\n"
         if path.parent.as_posix() == "docs/options":
-            text, _ = option_page(text)
+            text = option_page(text)
         if path.as_posix() == "docs/decisions/README.md":
             text += notes_of(path.parent)
-        text = re.sub(r"<!-- file: (\S+) -->", lambda found: block(ROOT / found[1]), text)
-        text = re.sub(r"<!-- header: (\S+) -->", lambda found: header_page.page_of((ROOT / found[1]).read_text()), text)
+        text = INCLUDED.sub(lambda found: self.included(path, *found.groups()), text)
         return with_breaks_before_lists(text)
+
+    @staticmethod
+    def included(path, kind, name):
+        source = ROOT / name
+        if not source.is_file():
+            raise Fault(f"{path}: {name} is not there")
+        return block(source) if kind == "file" else header_page.page_of(source.read_text())
 
     def changed_link(self, path, target):
         """A link of the page `path` as the site needs it."""

@@ -8,6 +8,7 @@ import html.parser
 import pathlib
 import re
 import sys
+import tempfile
 import urllib.parse
 
 FETCHED = {("script", "src"), ("img", "src"), ("link", "href"), ("iframe", "src"), ("source", "src"), ("video", "src"),
@@ -53,19 +54,38 @@ def check_page(path, page, pages, root):
     return [f"{path.relative_to(root)}: {fault}" for fault in faults]
 
 
-def main():
-    root = pathlib.Path(sys.argv[1]).resolve()
+def faults_of(root):
+    """(the number of pages, the faults) of a site."""
     pages = {path: Page(path.read_text()) for path in sorted(root.rglob("*.html"))}
     faults = [fault for path, page in pages.items() for fault in check_page(path, page, pages, root)]
     for path in sorted(root.rglob("*.css")):
         for target in re.findall(r"(?:url\(|@import )[\"']?([^\"')]+)", path.read_text()):
             if is_elsewhere(target):
                 faults.append(f"{path.relative_to(root)}: fetches {target} from elsewhere")
-    if len(pages) < LEAST_PAGES:
-        faults.append(f"only {len(pages)} pages")
+    return len(pages), faults
+
+
+def probe():
+    """The checks must be able to fail: a page with each of the faults, and a style with one."""
+    with tempfile.TemporaryDirectory() as folder:
+        root = pathlib.Path(folder).resolve()
+        (root / "page.html").write_text('<a href="gone.html">a</a> <a href="#gone">b</a> <a href="#here">c</a> <p id="here">'
+                                        '<script src="//elsewhere/x.js"></script> <a href="https://elsewhere/">d</a>')
+        (root / "style.css").write_text("@font-face { src: url('https://elsewhere/font') }")
+        return faults_of(root) == (1, ["page.html: fetches //elsewhere/x.js from elsewhere",
+                                       "page.html: the link to gone.html leads nowhere", "page.html: the page has no gone",
+                                       "style.css: fetches https://elsewhere/font from elsewhere"])
+
+
+def main():
+    pages, faults = faults_of(pathlib.Path(sys.argv[1]).resolve())
+    if not probe():
+        faults.append("the probe was not found")
+    if pages < LEAST_PAGES:
+        faults.append(f"only {pages} pages")
     for fault in faults:
         print(fault)
-    print(f"check_site: {len(pages)} pages, {len(faults)} faults")
+    print(f"check_site: {pages} pages, {len(faults)} faults")
     return 1 if faults else 0
 
 

@@ -11,12 +11,15 @@ import pathlib
 import re
 
 CELL_CODE = re.compile(r"<td([^>]*)>(.*?)</td>", re.S)
-CODE = re.compile(r"<code>([^<]* [^<]*)</code>")
+CODE = re.compile(r"<code>([^<]*)</code>")
+ARGUMENT = re.compile(r"""(?:'[^']*'|"[^"]*"|&quot;.*?&quot;|[^\s'"])+|['"]""")
 WORKER = "assets/javascripts/workers/search.*.min.js"
 
 
 def unbroken(found):
-    return "<code>" + " ".join(f'<span class="argument">{part}</span>' for part in found[1].split(" ")) + "</code>"
+    # A bar in a table's code is written \\|, and the backslash is left there.
+    parts = ARGUMENT.findall(found[1].replace("\\|", "|"))
+    return "<code>" + " ".join(f'<span class="argument">{part}</span>' for part in parts) + "</code>"
 
 
 def on_page_content(html, **_):
