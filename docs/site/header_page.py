@@ -5,6 +5,7 @@ above its declaration; in a comment a deeper indentation is a table or an exampl
 an item."""
 
 import re
+import textwrap
 
 SECTION = re.compile(r"/\* --- (.*?) --- \*/")
 DECLARED = re.compile(r"^(?:FSORT_API .*?(?P<function>Fsort\w+)\(|typedef .*?\(\*(?P<type>\w+)\)|typedef .* (?P<alias>\w+);"
@@ -33,7 +34,9 @@ def prose(comment):
             out += ["", line]
         else:
             out.append(line.replace("<", "&lt;") if not inside else line)
-    return "\n".join(out + (["```"] if inside else []))
+    text = "\n".join(out + (["```"] if inside else []))
+    text = re.sub(r"(?<=```text\n).*?(?=^```)", lambda block: textwrap.dedent(block.group()), text, flags=re.S | re.M)
+    return re.sub(r"^Conventions$", "**Conventions**", text, flags=re.M)
 
 
 def is_item(out):
