@@ -11,7 +11,7 @@ OUT/pages, beginning with what navigation.py names and all of docs/, then whatev
   bench/X.md       repository/bench/X.md       include/fsort.h   repository/include/fsort.h.md
   a folder         its README.md, or an index that is made here
 
-and the links are changed accordingly. In pages, a line `<!-- file: PATH -->` is replaced by the file as a block and a line
+and the links are changed accordingly. In pages, a line `<!-- file: PATH -->` is replaced by the file as a block, a line
 `<!-- header: PATH -->` by the reference made from a header. A link that leads nowhere ends the run. OUT/mkdocs.yml is
 written with the navigation; the rest of the configuration is docs/site/mkdocs.yml."""
 
@@ -166,7 +166,7 @@ class Site:
             return index_of(path)
         text = whole.read_text()
         if path.suffix != ".md":
-            language = "sh" if text.startswith("#!/bin/") else "python" if text.startswith("#!/usr/bin/env python") else None
+            language = "python" if text.startswith("#!/usr/bin/env python") else "sh" if text.startswith("#!") else None
             return f"# {path.as_posix()}\n\n{block(whole, language)}\n"
         if path.parent.as_posix() == "docs/options":
             text = option_page(text)

@@ -13,6 +13,8 @@ import urllib.parse
 
 FETCHED = {("script", "src"), ("img", "src"), ("link", "href"), ("iframe", "src"), ("source", "src"), ("video", "src"),
            ("object", "data"), ("image", "href"), ("use", "href")}
+# The theme's scripts fetch for these: a library that draws diagrams, the figures of a repository.
+FETCHING = [("class", "mermaid"), ("data-md-component", "source")]
 NOT_FETCHED = {"canonical", "next", "prev", "author", "license"}
 LEAST_PAGES = 50
 
@@ -28,6 +30,7 @@ class Page(html.parser.HTMLParser):
         self.anchors.update(value for name in ("id", "name") if (value := values.get(name)))
         if tag == "a" and values.get("href"):
             self.links.append(values["href"])
+        self.fetched += [f"//{word}" for name, word in FETCHING if word in (values.get(name) or "").split()]
         for name, value in attrs:
             if (tag, name) in FETCHED and value and values.get("rel") not in NOT_FETCHED:
                 self.fetched.append(value)
@@ -69,11 +72,15 @@ def probe():
     """The checks must be able to fail: a page with each of the faults, and a style with one."""
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder).resolve()
-        (root / "page.html").write_text('<a href="gone.html">a</a> <a href="#gone">b</a> <a href="#here">c</a> <p id="here">'
-                                        '<script src="//elsewhere/x.js"></script> <a href="https://elsewhere/">d</a>')
+        (root / "page.html").write_text('<a href="gone.html">a</a> <a href="#gone">b</a> <a href="#here">c</a>'
+                                        '<p id="here"><script src="//elsewhere/x.js"></script>'
+                                        '<a href="https://elsewhere/">d</a>'
+                                        '<pre class="mermaid">')
         (root / "style.css").write_text("@font-face { src: url('https://elsewhere/font') }")
         return faults_of(root) == (1, ["page.html: fetches //elsewhere/x.js from elsewhere",
-                                       "page.html: the link to gone.html leads nowhere", "page.html: the page has no gone",
+                                       "page.html: fetches //mermaid from elsewhere",
+                                       "page.html: the link to gone.html leads nowhere",
+                                       "page.html: the page has no gone",
                                        "style.css: fetches https://elsewhere/font from elsewhere"])
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Executes the commands of documentation pages and compares what comes of them with what the pages show.
 
-  run_recipes.py --tool PATH [--update] [--preserve] [--at-least N] PAGE...
+  run_recipes.py --tool PATH [--update] [--preserve] [--at-least N] [--count-only] PAGE...
 
 pages.py says how a page is read. Each section runs in an empty folder of its own, with bash and in the C locale. In a
 compared table both commands run on the section's files, and the third column is proved:
@@ -11,7 +11,8 @@ compared table both commands run on the section's files, and the third column is
   differs     not even the same lines
 
 --update writes the outputs and messages that were found into the pages (look at the difference before it is
-committed); --preserve keeps the folders; --at-least asks for so many sections that run commands."""
+committed); --preserve keeps the folders; --at-least asks for so many sections with commands, and --count-only
+runs none of them."""
 
 import argparse
 import os
@@ -129,7 +130,7 @@ def run_page(path, args):
         print(error)
         return 0, 1
     failed, changes = 0, []
-    for section in sections:
+    for section in [] if args.count_only else sections:
         faults = run_section(section, args.tool.resolve(), changes, args.preserve)
         failed += bool(faults)
         print(f"{path.name}: {section.title}: {'FAILED' if faults else 'ok'} "
@@ -148,11 +149,12 @@ def main():
     parser.add_argument("--update", action="store_true")
     parser.add_argument("--preserve", action="store_true")
     parser.add_argument("--at-least", type=int, default=1)
+    parser.add_argument("--count-only", action="store_true")
     parser.add_argument("pages", nargs="+", type=pathlib.Path)
     args = parser.parse_args()
     done = [run_page(path, args) for path in args.pages]
     ran, failed = sum(ran for ran, _ in done), sum(failed for _, failed in done)
-    print(f"{ran} sections ran, {failed} failed")
+    print(f"{ran} sections, {failed} failed")
     if ran < args.at_least:
         print(f"{ran} sections, at least {args.at_least} are asked for")
         return 1
