@@ -49,7 +49,8 @@ def site_name(path):
         return site_name(path / "README.md") if (ROOT / path / "README.md").exists() else folder_name(path) + "/index.md"
     inside = folder_name(path)
     if path.name == "README.md":
-        return f"{folder_name(path.parent)}/index.md"
+        # The index of a folder becomes the page of its whole section; that is meant in docs/ only.
+        return f"{folder_name(path.parent)}/{'index' if text.startswith('docs/') else 'about'}.md"
     return inside if path.suffix in PICTURES | {".md"} else inside + ".md"
 
 

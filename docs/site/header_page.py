@@ -8,8 +8,8 @@ import re
 import textwrap
 
 SECTION = re.compile(r"/\* --- (.*?) --- \*/")
-DECLARED = re.compile(r"^(?:FSORT_API .*?(?P<function>Fsort\w+)\(|typedef .*?\(\*(?P<type>\w+)\)|typedef .* (?P<alias>\w+);"
-                      r"|#define (?P<macro>\w+))", re.S)
+DECLARED = re.compile(r"^(?:FSORT_API .*?(?P<function>Fsort\w+)\(|typedef .*?\(\*(?P<type>\w+)\)"
+                      r"|typedef .* (?P<alias>\w+);|#define (?P<macro>\w+))", re.S)
 
 
 def plain_lines(comment):

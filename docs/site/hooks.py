@@ -1,6 +1,6 @@
 """What mkdocs calls while it builds.
 
-Commands in tables: a line is broken between the arguments of a command, not behind the hyphen of an option.
+Commands in a text or a table: a line is broken between the arguments of a command, not behind the hyphen of an option.
 
 Search without a server: a browser does not let a page that lies in a folder fetch the index or start a worker from a
 file. So both are written into a script, search/offline.js, which the theme's page loads first (theme/main.html) and
@@ -10,20 +10,21 @@ import json
 import pathlib
 import re
 
-CELL_CODE = re.compile(r"<td([^>]*)>(.*?)</td>", re.S)
-CODE = re.compile(r"<code>([^<]*)</code>")
+CELL = re.compile(r"<td[^>]*>.*?</td>", re.S)
+CODE = re.compile(r"(?<!<pre>)(?<!</span>)<code>([^<]*)</code>")     # not that of blocks
 ARGUMENT = re.compile(r"""(?:'[^']*'|"[^"]*"|&quot;.*?&quot;|[^\s'"])+|['"]""")
 WORKER = "assets/javascripts/workers/search.*.min.js"
 
 
 def unbroken(found):
-    # A bar in a table's code is written \\|, and the backslash is left there.
-    parts = ARGUMENT.findall(found[1].replace("\\|", "|"))
+    parts = ARGUMENT.findall(found[1])
     return "<code>" + " ".join(f'<span class="argument">{part}</span>' for part in parts) + "</code>"
 
 
 def on_page_content(html, **_):
-    return CELL_CODE.sub(lambda cell: f"<td{cell[1]}>{CODE.sub(unbroken, cell[2])}</td>", html)
+    # A bar in a table's code is written \\|, and the backslash is left there.
+    html = CELL.sub(lambda cell: cell.group().replace("\\|", "|"), html)
+    return CODE.sub(unbroken, html)
 
 
 def on_post_build(config, **_):

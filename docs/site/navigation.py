@@ -32,6 +32,8 @@ NAVIGATION = [
     ("Programming", [
         ("The C interface", "docs/C-INTERFACE.md"),
         ("Bindings", "docs/BINDINGS.md"),
+        ("Python", "bindings/python/README.md"),
+        ("Node", "bindings/node/README.md"),
         ("On Windows", "docs/WINDOWS.md"),
     ]),
     ("Inside", [
