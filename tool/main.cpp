@@ -19,6 +19,7 @@
 #include "help_text.h"
 #include "help_topics.h"
 #include "platform/program.h"
+#include "platform/program_pages.h"
 #include "request.h"
 #include "run_sort.h"
 

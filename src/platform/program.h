@@ -1,5 +1,5 @@
-// What a program of the project asks of the system: at its start its arguments as UTF-8 and standard streams
-// that pass bytes as they are; later a way to show a long text. Compiled into programs, not into the library.
+// What a program of the project asks of the system at its start: its arguments as UTF-8 and standard streams
+// that pass bytes as they are. Compiled into programs, not into the library.
 //
 // On a POSIX system nothing is to be done. On Windows the arguments are fetched in their wide form, which can
 // name every file, file names and messages of the platform become UTF-8, and the C runtime's standard streams
@@ -16,10 +16,5 @@ struct ProgramArguments {
 
 // Prepares the process and gives its arguments. Called first in main, once, with main's own arguments.
 ProgramArguments program_begin(int argc, char** argv);
-
-// Shows a text page by page when standard output is a terminal: through the program that the environment's
-// PAGER names, otherwise `less`.
-// Result: whether it was shown; where there is no terminal or no such program, nothing was written.
-bool program_page(const char* text);
 
 }  // namespace fsort

@@ -1,11 +1,11 @@
 // Making the pages: see reference.h.
-#include "reference/reference.h"
+#include "reference.h"
 
 #include <string_view>
 
 #include "options.h"
 #include "pages.h"
-#include "reference/roff.h"
+#include "roff.h"
 
 namespace fsort_tool {
 namespace {

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "reference/reference.h"
+#include "reference.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Markdown for man pages: see roff.h.
-#include "reference/roff.h"
+#include "roff.h"
 
 #include <cstdint>
 #include <cstdio>

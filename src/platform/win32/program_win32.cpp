@@ -1,4 +1,4 @@
-// A program on Windows: see program.h. There is no usual pager: the console scrolls.
+// The start of a program on Windows: see program.h.
 //
 // The wide arguments are the C runtime's (__wgetmainargs), split by the same rules as those of main;
 // wildcards are left as they are, since a name in a sort command line may well hold a star.
@@ -48,7 +48,5 @@ ProgramArguments program_begin(int argc, char** argv) {
   }
   return {count, values};
 }
-
-bool program_page(const char*) { return false; }
 
 }  // namespace fsort

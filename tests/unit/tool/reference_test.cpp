@@ -1,5 +1,5 @@
 // What is made from the table of options and the manual's pages, and whether it has been made anew.
-#include "reference/reference.h"
+#include "reference.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 
 #include "options.h"
-#include "reference/roff.h"
+#include "roff.h"
 
 namespace fsort_tool {
 namespace {
