@@ -46,10 +46,7 @@ std::string count_text(std::uint64_t records) {
 
 int check(const Request& request) {
   const Inspection inspection(request.sort_arguments);
-  if (inspection.status() != 0) {
-    show_error(Inspection::take_messages());
-    return 1;
-  }
+  if (inspection.status() != 0) return refuse();
   Inspection::take_messages();  // what -v says about memory
   const auto records = std::make_unique<InspectedRecord[]>(2);
   CheckReport report{};

@@ -133,7 +133,8 @@ std::string memory_text(const InspectedSort& sort) {
 
 void mark(std::string& marks, const KeyBytes& bytes, char with) {
   for (std::uint32_t i = 0; i < bytes.count; ++i) {
-    marks[static_cast<std::size_t>(bytes.first + static_cast<std::int32_t>(i) * bytes.step)] = with;
+    const std::int64_t at = std::int64_t{bytes.first} + std::int64_t{i} * bytes.step;
+    marks[static_cast<std::size_t>(at)] = with;
   }
 }
 
@@ -273,12 +274,8 @@ std::string explain_next(const Inspection& inspection, InspectedRecord* record, 
 
 int explain(const Request& request) {
   const Inspection inspection(request.sort_arguments);
-  const bool open = inspection.status() == 0 && fsort::inspect_singly(inspection.handle()) == 0;
-  const std::string shown = Inspection::take_messages();
-  if (!open) {
-    show_error(shown);
-    return 1;
-  }
+  if (inspection.status() != 0 || fsort::inspect_singly(inspection.handle()) != 0) return refuse();
+  Inspection::take_messages();  // what -v says about memory
   if (!print(explain_sort(inspection))) return 1;
   const auto record = std::make_unique<InspectedRecord>();
   std::uint64_t records = 0;

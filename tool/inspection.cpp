@@ -27,6 +27,11 @@ void show_error(const std::string& text) {
   std::fflush(stderr);
 }
 
+int refuse() {
+  show_error(Inspection::take_messages());
+  return 1;
+}
+
 Inspection::Inspection(const std::vector<std::string>& sort_arguments)
     : handle_(nullptr), sort_{}, status_(1) {
   messages.clear();

@@ -49,4 +49,7 @@ class Inspection {
 // Writes to standard error, at once.
 void show_error(const std::string& text);
 
+// Shows what the engine said of a command line that it did not take. Result: the exit status, 1.
+int refuse();
+
 }  // namespace fsort_tool

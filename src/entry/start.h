@@ -23,8 +23,8 @@ struct StartArguments {
 [[nodiscard]] std::int32_t sort_start(fsort_handle handle, const StartArguments& arguments);
 
 // The first half of it, for who only looks: the command line is read, files are opened for input, memory is
-// planned and nothing is sorted or written. Result: 0, or 1 as above or after an error, which has been
-// displayed. A later start on the handle begins anew.
+// planned and nothing is sorted or written. It takes the place of the handle's one sort (exit.h). Result: 0,
+// or 1 as above or after an error, which has been displayed.
 [[nodiscard]] std::int32_t sort_prepare(fsort_handle handle, const StartArguments& arguments);
 
 }  // namespace fsort

@@ -9,9 +9,9 @@
 //   inspect_compare    two such records in the order in which a sort gives them out
 //   inspect_check      reads on for as long as the records are in order
 //
-// All of them are for one handle that no sort runs on. Each enters the instance for itself and leaves it
-// again, so what happens in between may do as it likes: no raise passes through it. Errors are shown by the
-// handle's display function, with the titles that they have in a sort.
+// All of them are for one handle that no sort runs on, and that none ran on before. Each enters the instance
+// for itself and leaves it again, so what happens in between may do as it likes: no raise passes through it.
+// Errors are shown by the handle's display function, with the titles that they have in a sort.
 //
 // Records. A record is filled into memory of the caller's (InspectedRecord), because the record memory of a
 // sort is only released as a whole: an inspection of any number of records takes the memory of those that it

@@ -1,6 +1,7 @@
 // The comparison of two records in memory, by itself: where it begins, and whose directions count.
 #include "engine/compare.h"
 
+#include "engine/key_view.h"
 #include "levels_fixture.h"
 
 namespace fsort::test {
@@ -25,6 +26,8 @@ class Compare : public Levels {
   [[nodiscard]] int back(std::uint16_t key, std::int32_t position) const {
     return compare(b_, a_, key, position);
   }
+  [[nodiscard]] int whole() const { return compare_whole(a_, b_); }
+  [[nodiscard]] std::uint32_t deciding() const { return compare_deciding_entry(a_, b_); }
 
  private:
   const std::uint8_t* a_ = nullptr;
@@ -56,6 +59,24 @@ TEST_F(Compare, GoesOnWithTheKeysBehindTheOneItIsGiven) {
   EXPECT_EQ(from(0, 0), -1);
   EXPECT_EQ(from(1, 0), 1) << "descending";
   EXPECT_EQ(from(1, 2), 0) << "behind the last byte of the last key";
+}
+
+TEST_F(Compare, OfWholeRecordsTakesTheDirectionsAsWrittenWhateverIsInForce) {
+  records({"-n", "-c", "0-2", "-k", "-i", "-c", "3"}, "-12x", "-34x");
+  EXPECT_EQ(whole(), 1);
+  ikey(0);  // as in the bins of the negative half
+  EXPECT_EQ(whole(), 1);
+  EXPECT_EQ(from(0, 0), -1);
+  ikey(0);
+}
+
+TEST_F(Compare, NamesTheEntryThatDecides) {
+  records({"-n", "-c", "0-2", "-k", "-i", "-c", "3"}, "12 x", "12 y");
+  EXPECT_EQ(whole(), 1);
+  EXPECT_EQ(deciding(), 3U);
+  records({"-k", "-c", "0"}, "ab", "ac");
+  EXPECT_EQ(whole(), 0);
+  EXPECT_EQ(deciding(), 1U) << "behind the last entry";
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Record options, reading into record memory, writing.
 #include "keys/record.h"
 
+#include <cstring>
+
 #include "keys_fixture.h"
 #include "support/exit.h"
 
@@ -140,6 +142,19 @@ TEST_F(RecInput, LaysOutLengthOffsetsFrameDataAndZero) {
   EXPECT_EQ(rec_key_offset(record, 1), 7 + 3);
   EXPECT_EQ(record[6], 0);  // frame number: no frame was pushed
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(record + 7), 7), std::string("abcdef\0", 7));
+}
+
+TEST_F(RecInput, IntoMemoryOfTheCallersLaysOutTheSame) {
+  EXPECT_FALSE(init("-t 'c' -k -f 1 -n -f 0").caught);
+  const std::uint8_t* record = build("-1bcdef");
+  ASSERT_NE(record, nullptr);
+  std::uint8_t room[64] = {};
+  source() = {7, reinterpret_cast<const std::uint8_t*>("-1bcdef"), 0};
+  instance().driver.input = give;
+  ASSERT_TRUE(rec_input_into(room + kRecordOverhead));
+  EXPECT_EQ(std::memcmp(room + kRecordOverhead, record, rec_total_length(record) + std::size_t{1}), 0);
+  source() = Source{};
+  EXPECT_FALSE(rec_input_into(room + kRecordOverhead));
 }
 
 TEST_F(RecInput, KeepsTheNumberOfTheDataFrame) {

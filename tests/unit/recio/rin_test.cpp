@@ -274,6 +274,20 @@ TEST_F(RinInit, MovesOnlyTwoBuffersThroughAllFiles) {
   EXPECT_EQ(made, 4u);  // two for the input and two for the output
 }
 
+TEST_F(RinInit, ReadsEveryRecordWithASingleBuffer) {
+  set_up(
+      {"-ibs", "1", input("f1", std::string(900, 'a') + "\n"), input("f2", std::string(500, 'b') + "\nc\n")});
+  rin_read_singly();
+  EXPECT_EQ(read_records(), (Texts{std::string(900, 'a') + "\n", std::string(500, 'b') + "\n", "c\n"}));
+}
+
+TEST_F(RinInit, ReportsThatASingleBufferCannotBeHad) {
+  set_up({input("in", "a\n")});
+  faults().fail(OsCall::kHeapAlloc, 1, kErrorNotEnoughMemory);
+  EXPECT_EQ(raised_texts([&] { rin_read_singly(); }),
+            Texts{"Couldn't allocate memory for input file buffer\n"});
+}
+
 TEST_F(RinInit, ReleasesWhatAnEarlierStartLeft) {
   const std::string in = input("in", "a\nb\n");
   set_up({in, in});
