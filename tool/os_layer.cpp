@@ -1,9 +1,11 @@
 // Watching the files of the sort: see os_layer.h.
 #include "os_layer.h"
 
+#include "entry/sort_view.h"
 #include "file_names.h"
 #include "platform/os.h"
 #include "platform/program.h"
+#include "progress.h"
 #include "safe_output.h"
 #include "unfinished_files.h"
 
@@ -14,6 +16,7 @@ using fsort::Handle;
 
 const fsort::OsTable* beneath = nullptr;
 fsort::OsTable layer;
+Handle output = nullptr;  // of the output file, while it is open
 
 // A call of create_file.
 struct Opening {
@@ -87,13 +90,19 @@ Handle create_file(const char* name, std::uint32_t access, std::uint32_t share, 
                    std::uint32_t disposition, std::uint32_t attributes, Handle template_file) {
   const Opening o{name, access, share, security, disposition, attributes, template_file};
   if (disposition == fsort::kCreateNew) return create_work_file(o);
-  return disposition == fsort::kCreateAlways ? create_output(o) : open_existing(o);
+  if (disposition != fsort::kCreateAlways) return open_existing(o);
+  output = create_output(o);
+  return output;
 }
 
 bool read_file(Handle file, void* data, std::uint32_t count, std::uint32_t* done,
                fsort::Overlapped* overlapped) {
   const bool good = beneath->read_file(file, data, count, done, overlapped);
   wait_if_ending();
+  fsort::SortView view;
+  if (overlapped == nullptr && fsort::sort_view(&view) && view.input == file) {
+    progress_read(view, good ? *done : 0, file == beneath->get_std_handle(fsort::kStdInput));
+  }
   return good;
 }
 
@@ -101,6 +110,10 @@ bool write_file(Handle file, const void* data, std::uint32_t count, std::uint32_
                 fsort::Overlapped* overlapped) {
   const bool good = beneath->write_file(file, data, count, done, overlapped);
   wait_if_ending();
+  const bool standard = file == beneath->get_std_handle(fsort::kStdOutput);
+  fsort::SortView view;
+  if (good && (file == output || standard) && fsort::sort_view(&view))
+    progress_written(view, *done, standard);
   return good;
 }
 
@@ -114,6 +127,9 @@ bool close_handle(Handle handle) {
   const FilesLock lock;
   const bool good = beneath->close_handle(handle);
   unfinished_closed(handle);
+  if (handle == output) output = nullptr;
+  fsort::SortView view;
+  if (fsort::sort_view(&view) && view.input == nullptr) progress_input_over();
   return good;
 }
 

@@ -1,12 +1,16 @@
-// One sort: an instance, its messages to standard error, its status as the exit status.
+// One sort: an instance, its messages to standard error, its status as the exit status; around it the layer
+// that watches its files (os_layer.h), an output in safety (safe_output.h), progress and notes.
 #include "run_sort.h"
 
 #include <cstdio>
 
+#include "entry/sort_view.h"
 #include "entry/start_arguments.h"
 #include "fsort.h"
+#include "notes.h"
 #include "os_layer.h"
 #include "platform/program.h"
+#include "progress.h"
 #include "safe_output.h"
 #include "unfinished_files.h"
 
@@ -15,40 +19,57 @@ namespace {
 
 constexpr int kExitFailure = 1;
 
-// Messages byte for byte, at once: a reader of standard error sees them even when the process is stopped.
-void show(const char* text) {
-  std::fputs(text, stderr);
-  std::fflush(stderr);
+// Collected while the sort runs, shown when it was good.
+std::vector<std::string> notes;
+
+void on_tail(const fsort::InputTail& tail) { notes.push_back(note_of_tail(tail)); }
+
+// The process is to end; called on a thread of its own.
+void on_end() {
+  unfinished_remove_all();
+  progress_withdraw();
 }
 
-// Called on a thread of its own.
-void on_event(fsort::ProgramEvent event) {
-  if (event == fsort::ProgramEvent::end) unfinished_remove_all();
+// What a good sort has to say. A quiet one says nothing.
+void show_notes(const fsort::SortFacts& facts) {
+  if (facts.quiet != 0) return;
+  if (facts.records_written == 0) notes.push_back(note_of_untouched(facts.output_name));
+  for (const std::string& note : notes) progress_message(note.c_str());
 }
 
-}  // namespace
-
-int run_sort(const Request& request) {
+// The sort's own status: 0 also when only its output is not in its place yet.
+std::int32_t sort(const Request& request, fsort_handle handle) {
   std::vector<const char*> vector;
   vector.reserve(request.sort_arguments.size() + 1);
   for (const std::string& argument : request.sort_arguments) vector.push_back(argument.c_str());
   const auto count = static_cast<std::int32_t>(vector.size());
   vector.push_back(nullptr);
+  const fsort::InputWatch watch{on_tail, static_cast<std::uint8_t>(request.complete ? 1 : 0)};
+  return fsort::start_arguments(handle, count, vector.data(), &watch);
+}
 
+}  // namespace
+
+int run_sort(const Request& request) {
   safe_output_begin(request.atomic);
   os_layer_install();
-  static_cast<void>(fsort::program_watch(on_event, 0));  // without it a signal ends the process at once
-  fsort_handle handle = FsortCreate(show, nullptr);
+  progress_begin(request.progress, on_end);
+  fsort_handle handle = FsortCreate(progress_message, nullptr);
   if (handle == nullptr) {
-    show("fsort: not enough memory\n");
+    progress_message("fsort: not enough memory\n");
     return kExitFailure;
   }
-  const std::int32_t status = fsort::start_arguments(handle, count, vector.data());
+  std::int32_t status = sort(request, handle);
+  const fsort::SortFacts facts = fsort::sort_facts(handle);
+  if (status == 0) show_notes(facts);
   FsortDestroy(handle);
   const std::string wrong = safe_output_end(status == 0);
-  if (wrong.empty()) return status;
-  show(("fsort: " + wrong + "\n").c_str());
-  return status == 0 ? kExitFailure : status;
+  if (!wrong.empty()) {
+    progress_message(("fsort: " + wrong + "\n").c_str());
+    if (status == 0) status = kExitFailure;
+  }
+  progress_end(status == 0, facts.records_read, facts.records_written);
+  return status;
 }
 
 }  // namespace fsort_tool

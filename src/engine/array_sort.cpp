@@ -430,7 +430,7 @@ WholeText whole_text(const SortState& s, const Sublist& bin, std::int32_t positi
 }
 
 // Puts a whole record where the sink is, from its word. Result: false when it must go another way.
-inline bool put_whole(const RecordSink& sink, const WholeText& text, std::uint64_t word) {
+inline bool put_whole(RecordSink& sink, const WholeText& text, std::uint64_t word) {
   constexpr std::uint64_t kRoom = 3 * kWordBytes;  // prefix, word, line break
   Stream* const to = sink.window;
   if (to == nullptr || to->cnt < kRoom) return false;
@@ -441,6 +441,7 @@ inline bool put_whole(const RecordSink& sink, const WholeText& text, std::uint64
   to->ptr += end + 1;
   to->pos += end + 1;
   to->cnt -= end + 1;
+  ++sink.count;
   return true;
 }
 
@@ -465,6 +466,7 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
     length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
     sink_put(sink, record);
   }
+  sink_count(sink);
 }
 
 [[nodiscard]] std::size_t scratch_bytes(std::uint64_t capacity) { return 2 * capacity * sizeof(ArrayEntry); }

@@ -50,18 +50,27 @@ void write_all(bool frames) {
     pop_to(level);
     static_cast<void>(stk_push(stack));
   }
+  sink_count(sink);
   if (frames) pop_to(level);
 }
 
 void write_first() {
-  if (const std::uint8_t* record = sublist_input()) rec_output(record);
+  const std::uint8_t* record = sublist_input();
+  if (record == nullptr) return;
+  ++sort_st().records_written;
+  rec_output(record);
 }
 
 }  // namespace
 
 Stream* sink_window() { return driver_st().output == rout_write ? rout_stream() : nullptr; }
 
-RecordSink sink_begin() { return RecordSink{sink_window(), sort_st().header_bytes}; }
+RecordSink sink_begin() { return RecordSink{sink_window(), sort_st().header_bytes, 0}; }
+
+void sink_count(RecordSink& sink) {
+  sort_st().records_written += sink.count;
+  sink.count = 0;
+}
 
 void output_sublist(SublistArray* array, std::uint16_t bin, bool unique) {
   SortState& s = sort_st();

@@ -86,6 +86,7 @@ struct SortState {
   std::uint8_t** descent_rings;   // the same for descents, shared by address (descent.cpp)
   ArrayEntry* entries;            // scratch of the array sort; null until first used
   std::uint64_t entry_capacity;   // entries in each half of it
+  std::uint64_t records_written;
   std::uint32_t levels_moved;     // compactions that moved the level being worked on; only tests look at it
 };
 

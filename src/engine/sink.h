@@ -16,17 +16,22 @@ namespace fsort {
 struct RecordSink {
   Stream* window;  // stream of the open output file, null when records go another way
   std::uint32_t header_bytes;
+  std::uint32_t count;  // records that SortState::records_written does not have yet
 };
 
 // The stream that records may be put into now, null when they go another way.
 [[nodiscard]] Stream* sink_window();
 [[nodiscard]] RecordSink sink_begin();
+// Counts the records sent; called when the last one was, and now and then before.
+void sink_count(RecordSink& sink);
 
 // Sends one record out. Raises: those of rec_output
 inline void sink_put(RecordSink& sink, const std::uint8_t* record) {
   const std::uint32_t length = rec_total_length(record) - sink.header_bytes;
+  ++sink.count;
   Stream* const s = sink.window;
   if (s == nullptr || length >= s->cnt) {
+    sink_count(sink);
     rec_output(record);
     sink.window = sink_window();  // opened by the first record
     return;

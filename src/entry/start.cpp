@@ -40,6 +40,7 @@ void start_prepare(const StartArguments& arguments) {
   e.start_command = arguments.command != nullptr ? arguments.command : "";
   e.start_argc = arguments.argc;
   e.start_argv = arguments.argv;
+  current_instance->read.watch = arguments.watch;
   pipe_start(pipe_served(e));
   stack_init(kStackBytes);
   e.abort_code = 0;
@@ -86,10 +87,11 @@ std::int32_t sort_start(fsort_handle handle, const StartArguments& arguments) {
   return status;
 }
 
-std::int32_t start_arguments(fsort_handle handle, std::int32_t argc, const char* const* argv) {
+std::int32_t start_arguments(fsort_handle handle, std::int32_t argc, const char* const* argv,
+                             const InputWatch* watch) {
   static const char* const kNoArguments[] = {"fsort", nullptr};
   const bool none = argc < 1 || argv == nullptr;
-  return sort_start(handle, {nullptr, nullptr, nullptr, none ? 1 : argc, none ? kNoArguments : argv});
+  return sort_start(handle, {nullptr, nullptr, nullptr, none ? 1 : argc, none ? kNoArguments : argv, watch});
 }
 
 }  // namespace fsort

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "fsort.h"
+#include "recio/input_watch.h"
 #include "support/record_functions.h"
 
 namespace fsort {
@@ -15,6 +16,7 @@ struct StartArguments {
   const char* command;
   std::int32_t argc;
   const char* const* argv;
+  const InputWatch* watch;  // null: none
 };
 
 // Runs one sort. Result: 0, 1, or the code given to FsortExit. 1 at once, with nothing changed, for a null

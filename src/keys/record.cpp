@@ -94,6 +94,7 @@ void delimit(std::uint8_t byte) { rec_st().byte_class[byte] |= kClassDelimiter; 
 void rec_init(std::int32_t argc, const char** argv) {
   RecordState& s = rec_st();
   release_arrays(s);
+  s.records_read = 0;
   std::memset(s.byte_class, 0, sizeof s.byte_class);
   s.missing_fields = take_option(argc, argv, "-mfr") ? 1 : 0;
   s.column_mode = kColumnFail;
@@ -122,7 +123,9 @@ std::uint8_t* rec_input() {
   const std::uint8_t* data = nullptr;
   if (driver_input()(&length, &data) != 0) osdll_error("Error encountered on reading record");
   if (length == 0) return nullptr;
-  const FillPlan& plan = rec_st().plan;
+  RecordState& s = rec_st();
+  ++s.records_read;
+  const FillPlan& plan = s.plan;
   const std::uint32_t header_bytes = plan.header_bytes;
   if (length > kMaxTotalLength - header_bytes || data == nullptr) {
     osdll_error("Error encountered on reading record");

@@ -49,6 +49,7 @@ struct FillPlan {
 };
 
 struct RecordState {
+  std::uint64_t records_read;
   std::uint8_t byte_class[256];  // kClassBlank, kClassDelimiter
   std::uint8_t missing_fields;   // -mfr
   std::uint8_t column_mode;      // ColumnMode

@@ -71,14 +71,19 @@ void program_abandon(Handle handle);
 enum class ProgramEvent : std::uint8_t {
   tick,  // some time has passed
   show,  // somebody wants to see how far it is (SIGUSR1; never on Windows)
-  end,   // the process is to end: SIGINT, SIGTERM, SIGHUP; Ctrl-C, Ctrl-Break, closing of the console
 };
-using ProgramEventFunction = void (*)(ProgramEvent event);
 
-// From now on `on_event` is called, on a thread of its own, for each event and every `tick` milliseconds
-// (0: no ticks). When it returns from `end` the process ends as it would have without this: by the signal, or
-// with the status that the system gives. A signal that is ignored stays ignored.
-// False when no thread can be had; everything is then as before. Called once, on the only thread.
-[[nodiscard]] bool program_watch(ProgramEventFunction on_event, std::uint32_t tick);
+struct ProgramWatch {
+  // The process is to end: SIGINT, SIGTERM, SIGHUP; Ctrl-C, Ctrl-Break, closing of the console. When this
+  // returns the process ends as it would have without it: by the signal, or with the status that the system
+  // gives. A signal that is ignored stays ignored.
+  void (*on_end)();
+  void (*on_progress)(ProgramEvent event);
+  std::uint32_t tick;  // milliseconds between ticks; 0: none
+};
+
+// From now on the functions are called, on threads of their own: an end waits for no display. False when a
+// thread cannot be had: nothing is called then, or no ticks are. Called once, on the only thread.
+[[nodiscard]] bool program_watch(const ProgramWatch& watch);
 
 }  // namespace fsort

@@ -64,11 +64,35 @@ void grow_record_buffer(ReadState& st, std::uint64_t used, std::uint64_t needed)
   st.buffer_bytes = needed;
 }
 
+// Looks, for whoever watches, whether a file ends behind `used` bytes of a line, the last `piece` of them its
+// own. Result: true when the line gets its line break here, and is complete.
+bool completed_at_file_end(ReadState& st, std::uint64_t used, std::uint64_t* piece) {
+  if (st.watch == nullptr || used == 0 || fcnt(rin_stream()) != 0) return false;
+  if ((rin_stream()->flags & (kStreamEof | kStreamError)) != kStreamEof) return false;
+  const std::uint64_t bytes = *piece;
+  *piece = 0;
+  if (st.watch->complete == 0) {
+    report_tail(rin_files_left() == 0 ? TailKind::dropped_line : TailKind::continued_line, bytes);
+    return false;
+  }
+  grow_record_buffer(st, used, used + 1);
+  st.record_buffer[used] = kLineBreak;
+  report_tail(TailKind::completed_line, bytes);
+  return true;
+}
+
 // Puts a line together from as many pieces as it has. Leaves `found` empty at the end of the input.
 int read_text_pieces(RecordFound& found) {
   ReadState& st = read_st();
   std::uint64_t used = 0;
-  while (const std::uint64_t n = rin_cnt()) {
+  std::uint64_t piece = 0;
+  for (;;) {
+    if (completed_at_file_end(st, used, &piece)) {
+      found = {used + 1, st.record_buffer};
+      return 0;
+    }
+    const std::uint64_t n = rin_cnt();
+    if (n == 0) return 0;
     Stream* const s = rin_st().input;
     const std::uint64_t last = line_length(s->ptr, n);
     if (last != 0 && used == 0) {
@@ -84,8 +108,8 @@ int read_text_pieces(RecordFound& found) {
     if (n > st.max_record - used) osdll_error("Text record too long");
     if (rin_read(n, st.record_buffer + used) != n) return 0;
     used += n;
+    piece += n;
   }
-  return 0;
 }
 
 }  // namespace

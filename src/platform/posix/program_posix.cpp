@@ -3,8 +3,9 @@
 //
 // The signals are blocked, in this thread and so in all that are started later, and one thread waits for
 // them. What is done when one comes is therefore ordinary code: it may take locks and use the heap, which a
-// signal handler may not. The thread ends the process by the signal itself, with the default action, so that
-// whoever started it sees what it was.
+// signal handler may not. Whatever is shown is shown on other threads, so that the one that waits is always
+// there to end the process, though standard error be stuck. It does so by the signal itself, with the default
+// action, so that whoever started the process sees what it was.
 #include "platform/program.h"
 
 #include <pthread.h>
@@ -12,24 +13,18 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <ctime>
 
 namespace fsort {
 
 namespace {
 
-constexpr int kEndSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
 constexpr std::size_t kWatchStackBytes = 256u << 10;
 constexpr std::int64_t kNanoseconds = 1000000;  // in a millisecond
 
-struct Watch {
-  ProgramEventFunction on_event;
-  timespec tick;
-  bool ticks;
-  sigset_t signals;
-};
-Watch watch;
+ProgramWatch watch;
+sigset_t signals;
 
 int descriptor(std::int32_t which) {
   return which == kStdInput ? STDIN_FILENO : which == kStdOutput ? STDOUT_FILENO : STDERR_FILENO;
@@ -49,31 +44,41 @@ void end_by(int number) {
   raise(number);
 }
 
-void* wait_for_signals(void* /*none*/) {
+void* show_once(void* /*none*/) {
+  watch.on_progress(ProgramEvent::show);
+  return nullptr;
+}
+
+void* send_ticks(void* /*none*/) {
+  constexpr std::uint32_t kSecond = 1000;
+  const timespec tick{static_cast<time_t>(watch.tick / kSecond),
+                      static_cast<long>(watch.tick % kSecond * kNanoseconds)};
   for (;;) {
-    const int number = watch.ticks ? sigtimedwait(&watch.signals, nullptr, &watch.tick)
-                                   : sigwaitinfo(&watch.signals, nullptr);
-    if (number > 0 && number != SIGUSR1) {
-      watch.on_event(ProgramEvent::end);
-      end_by(number);
-    } else if (number > 0) {
-      watch.on_event(ProgramEvent::show);
-    } else if (errno == EAGAIN) {
-      watch.on_event(ProgramEvent::tick);
-    }
+    nanosleep(&tick, nullptr);
+    watch.on_progress(ProgramEvent::tick);
   }
   return nullptr;
 }
 
-bool start_thread() {
+bool start_thread(void* (*body)(void*)) {
   pthread_attr_t attributes;
   pthread_t thread;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_attr_setstacksize(&attributes, kWatchStackBytes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  const bool started = pthread_create(&thread, &attributes, wait_for_signals, nullptr) == 0;
+  const bool started = pthread_create(&thread, &attributes, body, nullptr) == 0;
   pthread_attr_destroy(&attributes);
   return started;
+}
+
+void* wait_for_signals(void* /*none*/) {
+  int number = 0;
+  while ((number = sigwaitinfo(&signals, nullptr)) <= 0 || number == SIGUSR1) {
+    if (number == SIGUSR1) static_cast<void>(start_thread(show_once));
+  }
+  watch.on_end();
+  end_by(number);
+  return nullptr;
 }
 
 }  // namespace
@@ -93,21 +98,19 @@ std::int64_t program_milliseconds() {
   return now.tv_sec * std::int64_t{1000} + now.tv_nsec / kNanoseconds;
 }
 
-bool program_watch(ProgramEventFunction on_event, std::uint32_t tick) {
-  constexpr std::uint32_t kSecond = 1000;
-  watch.on_event = on_event;
-  watch.tick = {static_cast<time_t>(tick / kSecond), static_cast<long>(tick % kSecond * kNanoseconds)};
-  watch.ticks = tick != 0;
-  sigemptyset(&watch.signals);
-  for (const int number : kEndSignals) {
-    if (!ignored(number)) sigaddset(&watch.signals, number);
+bool program_watch(const ProgramWatch& wanted) {
+  watch = wanted;
+  sigemptyset(&signals);
+  for (const int number : kSignals) {
+    if (!ignored(number)) sigaddset(&signals, number);
   }
-  if (!ignored(SIGUSR1)) sigaddset(&watch.signals, SIGUSR1);
   sigset_t before;
-  pthread_sigmask(SIG_BLOCK, &watch.signals, &before);
-  if (start_thread()) return true;
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return false;
+  pthread_sigmask(SIG_BLOCK, &signals, &before);
+  if (!start_thread(wait_for_signals)) {
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return false;
+  }
+  return watch.tick == 0 || start_thread(send_ticks);
 }
 
 }  // namespace fsort

@@ -33,18 +33,17 @@ char* utf8_copy(const wchar_t* wide) {
   return text;
 }
 
-constinit ProgramEventFunction event_function = nullptr;
-constinit DWORD tick_milliseconds = 0;
+constinit ProgramWatch watch{};
 
 BOOL WINAPI on_console_event(DWORD /*event*/) {
-  event_function(ProgramEvent::end);
+  watch.on_end();
   return FALSE;
 }
 
 DWORD WINAPI send_ticks(void* /*none*/) {
   for (;;) {
-    Sleep(tick_milliseconds);
-    event_function(ProgramEvent::tick);
+    Sleep(watch.tick);
+    watch.on_progress(ProgramEvent::tick);
   }
   return 0;
 }
@@ -83,11 +82,10 @@ std::uint32_t program_columns() {
 
 std::int64_t program_milliseconds() { return static_cast<std::int64_t>(GetTickCount64()); }
 
-bool program_watch(ProgramEventFunction on_event, std::uint32_t tick) {
-  event_function = on_event;
-  tick_milliseconds = tick;
+bool program_watch(const ProgramWatch& wanted) {
+  watch = wanted;
   if (SetConsoleCtrlHandler(on_console_event, TRUE) == 0) return false;
-  if (tick == 0) return true;
+  if (watch.tick == 0) return true;
   const HANDLE thread = CreateThread(nullptr, 0, send_ticks, nullptr, 0, nullptr);
   if (thread != nullptr) CloseHandle(thread);
   return thread != nullptr;
