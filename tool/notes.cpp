@@ -19,7 +19,9 @@ std::string counted(std::uint64_t bytes) { return std::to_string(bytes) + (bytes
 std::string note_of_tail(const fsort::InputTail& tail) {
   const std::string name = tail.name[0] == '-' ? "standard input" : shown_name(tail.name);
   const std::string at = " at byte " + std::to_string(tail.position);
-  const std::string line = "the last line (" + counted(tail.bytes) + at + ") has no line break ";
+  const std::string line = tail.bytes == 0
+                               ? "the line that goes on here does not end "
+                               : "the last line (" + counted(tail.bytes) + at + ") has no line break ";
   switch (tail.kind) {
     case fsort::TailKind::dropped_line:
       return note(name, line + "and was left out; --complete supplies one");

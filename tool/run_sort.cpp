@@ -13,6 +13,7 @@
 #include "progress.h"
 #include "safe_output.h"
 #include "unfinished_files.h"
+#include "verify.h"
 
 namespace fsort_tool {
 namespace {
@@ -45,7 +46,21 @@ std::int32_t sort(const Request& request, fsort_handle handle) {
   const auto count = static_cast<std::int32_t>(vector.size());
   vector.push_back(nullptr);
   const fsort::InputWatch watch{on_tail, static_cast<std::uint8_t>(request.complete ? 1 : 0)};
-  return fsort::start_arguments(handle, count, vector.data(), &watch);
+  const fsort::SortExtras extras{&watch, static_cast<std::uint8_t>(request.verify ? 1 : 0)};
+  return fsort::start_arguments(handle, count, vector.data(), extras);
+}
+
+void say(const std::string& text) { progress_message(("fsort: " + text + "\n").c_str()); }
+
+// Result: the status that the sort has by now.
+std::int32_t show_verdict(const fsort::SortFacts& facts) {
+  const std::string fault = verify_fault(facts);
+  if (!fault.empty()) {
+    say(fault);
+    return kExitFailure;
+  }
+  if (facts.quiet == 0) say(verify_statement(facts));
+  return 0;
 }
 
 }  // namespace
@@ -62,10 +77,11 @@ int run_sort(const Request& request) {
   std::int32_t status = sort(request, handle);
   const fsort::SortFacts facts = fsort::sort_facts(handle);
   if (status == 0) show_notes(facts);
+  if (status == 0 && request.verify) status = show_verdict(facts);
   FsortDestroy(handle);
   const std::string wrong = safe_output_end(status == 0);
   if (!wrong.empty()) {
-    progress_message(("fsort: " + wrong + "\n").c_str());
+    say(wrong);
     if (status == 0) status = kExitFailure;
   }
   progress_end(status == 0, facts.records_read, facts.records_written);

@@ -17,8 +17,19 @@ bool sort_view(SortView* view) {
 
 SortFacts sort_facts(fsort_handle handle) {
   const Instance* instance = instance_of(handle);
-  return {instance->record.records_read, instance->sort.records_written, instance->read.max_record,
-          instance->rout.output_name, static_cast<std::uint8_t>(instance->driver.verbosity < 0 ? 1 : 0)};
+  const RecordSum& in = instance->record.sum;
+  const OutputCheck& check = instance->driver.check;
+  SortFacts facts{};
+  facts.records_read = instance->record.records_read;
+  facts.records_written = instance->sort.records_written;
+  facts.record_bytes = instance->read.max_record;
+  facts.output_name = instance->rout.output_name;
+  facts.quiet = instance->driver.verbosity < 0 ? 1 : 0;
+  facts.unique = instance->driver.unique;
+  const bool same = in.count == check.sum.count && in.low == check.sum.low && in.high == check.sum.high;
+  facts.same_records = same ? 1 : 0;
+  facts.misplaced = check.misplaced;
+  return facts;
 }
 
 }  // namespace fsort

@@ -27,6 +27,9 @@ struct SortFacts {
   std::uint64_t record_bytes;  // largest record; of fixed ones, each
   const char* output_name;     // with backslashes; "": standard output. Valid until the handle is destroyed
   std::uint8_t quiet;          // -q
+  std::uint8_t unique;         // -u
+  std::uint8_t same_records;   // of an output that was checked: its records are those that were read
+  std::uint64_t misplaced;     // and the number, from 1, of the first one out of order; 0: none
 };
 [[nodiscard]] SortFacts sort_facts(fsort_handle handle);
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "entry/start_arguments.h"
 #include "fsort.h"
-#include "recio/input_watch.h"
 #include "support/record_functions.h"
 
 namespace fsort {
@@ -16,7 +16,7 @@ struct StartArguments {
   const char* command;
   std::int32_t argc;
   const char* const* argv;
-  const InputWatch* watch;  // null: none
+  SortExtras extras;
 };
 
 // Runs one sort. Result: 0, 1, or the code given to FsortExit. 1 at once, with nothing changed, for a null

@@ -95,6 +95,7 @@ void rec_init(std::int32_t argc, const char** argv) {
   RecordState& s = rec_st();
   release_arrays(s);
   s.records_read = 0;
+  s.sum = RecordSum{};
   std::memset(s.byte_class, 0, sizeof s.byte_class);
   s.missing_fields = take_option(argc, argv, "-mfr") ? 1 : 0;
   s.column_mode = kColumnFail;
@@ -132,6 +133,7 @@ std::uint8_t* rec_input() {
   }
   const auto data_bytes = static_cast<std::uint32_t>(length);
   const std::uint32_t total = header_bytes + data_bytes;
+  if (s.sum_read != 0) record_sum_add(s.sum, data, data_bytes);
   std::uint8_t* record = fsort_alloc(std::uint64_t{total} + 1);
   if (plan.constant_offsets != 0 && data_bytes >= plan.needed) {
     store_header(record, plan, total);

@@ -64,21 +64,18 @@ void grow_record_buffer(ReadState& st, std::uint64_t used, std::uint64_t needed)
   st.buffer_bytes = needed;
 }
 
-// Looks, for whoever watches, whether a file ends behind `used` bytes of a line, the last `piece` of them its
-// own. Result: true when the line gets its line break here, and is complete.
-bool completed_at_file_end(ReadState& st, std::uint64_t used, std::uint64_t* piece) {
+// True when somebody watches and the current file has ended behind `used` bytes of a line.
+bool watched_end(const ReadState& st, std::uint64_t used) {
   if (st.watch == nullptr || used == 0 || fcnt(rin_stream()) != 0) return false;
-  if ((rin_stream()->flags & (kStreamEof | kStreamError)) != kStreamEof) return false;
-  const std::uint64_t bytes = *piece;
-  *piece = 0;
-  if (st.watch->complete == 0) {
-    report_tail(rin_files_left() == 0 ? TailKind::dropped_line : TailKind::continued_line, bytes);
-    return false;
-  }
+  return (rin_stream()->flags & (kStreamEof | kStreamError)) == kStreamEof;
+}
+
+// Gives a line of `used` bytes, whose last `piece` the current file ends with, the line break that it lacks.
+RecordFound complete_line(ReadState& st, std::uint64_t used, std::uint64_t piece) {
   grow_record_buffer(st, used, used + 1);
   st.record_buffer[used] = kLineBreak;
-  report_tail(TailKind::completed_line, bytes);
-  return true;
+  report_tail(TailKind::completed_line, piece);
+  return {used + 1, st.record_buffer};
 }
 
 // Puts a line together from as many pieces as it has. Leaves `found` empty at the end of the input.
@@ -87,9 +84,15 @@ int read_text_pieces(RecordFound& found) {
   std::uint64_t used = 0;
   std::uint64_t piece = 0;
   for (;;) {
-    if (completed_at_file_end(st, used, &piece)) {
-      found = {used + 1, st.record_buffer};
-      return 0;
+    if (watched_end(st, used)) {
+      if (st.watch->complete != 0) {
+        found = complete_line(st, used, piece);
+        return 0;
+      }
+      report_tail(rin_files_left() == 0 ? TailKind::dropped_line : TailKind::continued_line, piece);
+      piece = 0;
+      if (next_file() == 0) return 0;
+      continue;
     }
     const std::uint64_t n = rin_cnt();
     if (n == 0) return 0;
