@@ -14,6 +14,7 @@
 #include "engine/engine_access.h"
 #include "engine/environment.h"
 #include "engine/key_view.h"
+#include "engine/output_check.h"
 #include "engine/report.h"
 #include "engine/tuning.h"
 #include "platform/os.h"
@@ -69,8 +70,11 @@ void reset(const Vector& v) {
   if (d.data_stack != nullptr) stk_free(d.data_stack);
   if (d.sublist_stack != nullptr) stk_free(d.sublist_stack);
   const std::uint8_t plain_levels = d.plain_levels;
+  const std::uint8_t check_wanted = d.check.wanted;
+  output_check_free();
   d = DriverState{};
   d.plain_levels = plain_levels;
+  d.check.wanted = check_wanted;
   d.segment_kb = kDefaultSegmentKb;
   d.subdivide_kb = kMinSubdivideKb;
   d.input = v.input;
@@ -149,6 +153,7 @@ int initialise(Vector& v) {
   if (ExitRegister(fsort_windup) != 0) ErrorReturn(kErrorCode, "Couldn't register fsort_windup");
   sublist_init(v.argc, v.argv);
   key_view_init();
+  output_check_begin();
   // Made before the allocator knows its segment size: an empty stack then counts nothing as used.
   d.sublist_stack = stk_alloc();
   d.data_stack = stk_alloc();
@@ -221,6 +226,7 @@ void fsort_windup(Instance* /*instance*/) {
   array_sort_free();
   hint_rings_free();
   descent_free();
+  output_check_free();
 }
 
 std::uint64_t os_memsize() {

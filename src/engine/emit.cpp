@@ -6,6 +6,7 @@
 #include "engine/emit.h"
 
 #include "engine/engine_access.h"
+#include "engine/output_check.h"
 #include "engine/relief.h"
 #include "engine/sink.h"
 #include "keys/record.h"
@@ -47,21 +48,44 @@ void write_all(bool frames) {
   while (const std::uint8_t* record = sublist_input()) {
     sink_put(sink, record);
     if (!frames) continue;
+    sink_end(sink);
     pop_to(level);
     static_cast<void>(stk_push(stack));
   }
+  sink_end(sink);
   if (frames) pop_to(level);
 }
 
 void write_first() {
-  if (const std::uint8_t* record = sublist_input()) rec_output(record);
+  const std::uint8_t* record = sublist_input();
+  if (record == nullptr) return;
+  RecordSink sink = sink_begin();
+  sink_put(sink, record);
+  sink_end(sink);
 }
 
 }  // namespace
 
 Stream* sink_window() { return driver_st().output == rout_write ? rout_stream() : nullptr; }
 
-RecordSink sink_begin() { return RecordSink{sink_window(), sort_st().header_bytes}; }
+RecordSink sink_begin() {
+  OutputCheck& check = driver_st().check;
+  return RecordSink{sink_window(), sort_st().header_bytes, 0, check.wanted != 0 ? &check : nullptr};
+}
+
+void sink_count(RecordSink& sink) {
+  sort_st().records_written += sink.count;
+  sink.count = 0;
+}
+
+void sink_end(RecordSink& sink) {
+  sink_count(sink);
+  if (sink.check != nullptr) output_check_keep(*sink.check);
+}
+
+void sink_check(const RecordSink& sink, const std::uint8_t* record) {
+  output_check(*sink.check, sort_st(), record);
+}
 
 void output_sublist(SublistArray* array, std::uint16_t bin, bool unique) {
   SortState& s = sort_st();

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "keys/key_table.h"
+#include "keys/record_sum.h"
 #include "support/record_functions.h"
 
 namespace fsort {
@@ -11,6 +12,19 @@ namespace fsort {
 struct Environment;
 struct Stack;
 struct ArrayEntry;
+
+// What is known of the records that have left (output_check.h).
+struct OutputCheck {
+  std::uint8_t wanted;       // stays from start to start
+  std::uint8_t unique;       // -u: equals must not follow each other
+  std::uint32_t directions;  // SortState::descending as it was before the first key turned
+  RecordSum sum;             // of the records that left
+  std::uint64_t misplaced;   // number, from 1, of the first one that came too late; 0: none did
+  std::uint64_t word;        // first key word of the latest one; valid with word_known
+  std::uint8_t word_known;
+  const std::uint8_t* previous;  // the latest one; null before the first
+  std::uint8_t* kept;            // heap block for a copy of it
+};
 
 // Options and memory plan (driver_init.cpp).
 struct DriverState {
@@ -33,10 +47,11 @@ struct DriverState {
   std::uint64_t data_memory_kb;    // memory_kb - segment_kb
   ReadFunction input;
   WriteFunction output;
-  Stack* sublist_stack;        // levels
-  Stack* data_stack;           // records
-  Environment* environment;    // root level, for the windup; null outside a sort
-  std::uint8_t plain_levels;   // tests: no shortcut, every level in full, relief within its memory
+  Stack* sublist_stack;       // levels
+  Stack* data_stack;          // records
+  Environment* environment;   // root level, for the windup; null outside a sort
+  std::uint8_t plain_levels;  // tests: no shortcut, every level in full, relief within its memory
+  OutputCheck check;
   std::uint8_t reading_input;  // the root pass is running: more data is to come
 };
 
@@ -87,7 +102,8 @@ struct SortState {
   std::uint8_t** descent_rings;   // the same for descents, shared by address (descent.cpp)
   ArrayEntry* entries;            // scratch of the array sort; null until first used
   std::uint64_t entry_capacity;   // entries in each half of it
-  std::uint32_t levels_moved;     // compactions that moved the level being worked on; only tests look at it
+  std::uint64_t records_written;
+  std::uint32_t levels_moved;  // compactions that moved the level being worked on; only tests look at it
 };
 
 }  // namespace fsort

@@ -48,6 +48,7 @@ void lisort(SublistArray* array, std::uint16_t bin, bool unique) {
   }
   RecordSink sink = sink_begin();
   for (std::uint32_t i = 0; i < count; ++i) sink_put(sink, sorted[i]);
+  sink_end(sink);
 }
 
 }  // namespace fsort

@@ -60,7 +60,7 @@ fsort_handle FsortCreate(fsort_display_fn display, fsort_yield_fn yield) {
 
 std::int32_t FsortStart(fsort_handle handle, fsort_read_fn input, fsort_write_fn output,
                         const char* command) {
-  return sort_start(handle, {internal(input), internal(output), command, 0, nullptr});
+  return sort_start(handle, {internal(input), internal(output), command, 0, nullptr, {}});
 }
 
 void FsortSend(fsort_handle handle, std::uint64_t length, const void* record) {

@@ -40,6 +40,9 @@ void start_prepare(const StartArguments& arguments) {
   e.start_command = arguments.command != nullptr ? arguments.command : "";
   e.start_argc = arguments.argc;
   e.start_argv = arguments.argv;
+  current_instance->read.watch = arguments.extras.watch;
+  current_instance->record.sum_read = arguments.extras.check;
+  current_instance->driver.check.wanted = arguments.extras.check;
   pipe_start(pipe_served(e));
   stack_init(kStackBytes);
   e.abort_code = 0;
@@ -100,10 +103,11 @@ std::int32_t sort_prepare(fsort_handle handle, const StartArguments& arguments) 
   return start_alone(handle, arguments, start_initialise);
 }
 
-std::int32_t start_arguments(fsort_handle handle, std::int32_t argc, const char* const* argv) {
+std::int32_t start_arguments(fsort_handle handle, std::int32_t argc, const char* const* argv,
+                             const SortExtras& extras) {
   static const char* const kNoArguments[] = {"fsort", nullptr};
   const bool none = argc < 1 || argv == nullptr;
-  return sort_start(handle, {nullptr, nullptr, nullptr, none ? 1 : argc, none ? kNoArguments : argv});
+  return sort_start(handle, {nullptr, nullptr, nullptr, none ? 1 : argc, none ? kNoArguments : argv, extras});
 }
 
 }  // namespace fsort

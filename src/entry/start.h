@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "entry/start_arguments.h"
 #include "fsort.h"
 #include "support/record_functions.h"
 
@@ -15,6 +16,7 @@ struct StartArguments {
   const char* command;
   std::int32_t argc;
   const char* const* argv;
+  SortExtras extras;
 };
 
 // Runs one sort. Result: 0, 1, or the code given to FsortExit. 1 at once, with nothing changed, for a null

@@ -115,7 +115,7 @@ int read_singly(Nothing& /*none*/) {
 std::int32_t inspect_open(fsort_handle handle, std::int32_t argc, const char* const* argv,
                           InspectedSort* sort) {
   *sort = InspectedSort{};
-  const std::int32_t status = sort_prepare(handle, {nullptr, nullptr, nullptr, argc, argv});
+  const std::int32_t status = sort_prepare(handle, {nullptr, nullptr, nullptr, argc, argv, {}});
   if (status != 0) return status;
   EntryFrame frame;
   if (!instance_enter(handle, frame, EntryKind::plain)) return 1;

@@ -120,6 +120,8 @@ void delimit(std::uint8_t byte) { rec_st().byte_class[byte] |= kClassDelimiter; 
 void rec_init(std::int32_t argc, const char** argv) {
   RecordState& s = rec_st();
   release_arrays(s);
+  s.records_read = 0;
+  s.sum = RecordSum{};
   std::memset(s.byte_class, 0, sizeof s.byte_class);
   s.missing_fields = take_option(argc, argv, "-mfr") ? 1 : 0;
   s.column_mode = kColumnFail;
@@ -147,7 +149,10 @@ std::uint8_t* rec_input() {
   const std::uint8_t* data = nullptr;
   const std::uint32_t data_bytes = next_data(&data);
   if (data_bytes == 0) return nullptr;
-  const FillPlan& plan = rec_st().plan;
+  RecordState& s = rec_st();
+  ++s.records_read;
+  if (s.sum_read != 0) record_sum_add(s.sum, data, data_bytes);
+  const FillPlan& plan = s.plan;
   std::uint8_t* record = fsort_alloc(std::uint64_t{plan.header_bytes} + data_bytes + 1);
   build_record(record, plan, data, data_bytes);
   record[plan.header_bytes - 1] = data_frame_number();

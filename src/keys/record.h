@@ -17,6 +17,7 @@
 #include <cstdint>
 
 #include "keys/key_table.h"
+#include "keys/record_sum.h"
 #include "support/bytes.h"
 
 namespace fsort {
@@ -49,6 +50,9 @@ struct FillPlan {
 };
 
 struct RecordState {
+  std::uint64_t records_read;
+  RecordSum sum;                 // of the records read, when it is wanted
+  std::uint8_t sum_read;         // it is; stays through rec_init
   std::uint8_t byte_class[256];  // kClassBlank, kClassDelimiter
   std::uint8_t missing_fields;   // -mfr
   std::uint8_t column_mode;      // ColumnMode

@@ -202,8 +202,8 @@ struct OsTable {
 // The production table of the system this is built for.
 extern const OsTable kSystemOs;
 
-// The table in force. Production never changes it; tests put a layer of their own in front. Not to be changed
-// while any instance exists.
+// The table in force. The library never changes it; tests, and the command-line tool, put a layer of their
+// own in front. Not to be changed while any instance exists.
 extern constinit const OsTable* os;
 
 // Called by the platform when the library is attached to and detached from the process; defined by the entry

@@ -18,6 +18,7 @@
 #include "platform/heap.h"
 #include "recio/readers.h"
 #include "recio/recio_access.h"
+#include "recio/rin.h"
 #include "support/error.h"
 #include "support/exit.h"
 
@@ -152,6 +153,12 @@ void read_init(RecordDescription* description, std::int32_t argc, const char** a
 }
 
 const ReadState& read_state() { return read_st(); }
+void report_tail(TailKind kind, std::uint64_t bytes) {
+  const InputWatch* watch = read_st().watch;
+  const Stream* s = rin_stream();
+  if (watch == nullptr || (s->flags & (kStreamEof | kStreamError)) != kStreamEof) return;
+  watch->on_tail({kind, rin_name(), s->pos - bytes, bytes});
+}
 
 void read_release() { release(read_st()); }
 

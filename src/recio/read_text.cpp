@@ -64,11 +64,38 @@ void grow_record_buffer(ReadState& st, std::uint64_t used, std::uint64_t needed)
   st.buffer_bytes = needed;
 }
 
+// True when somebody watches and the current file has ended behind `used` bytes of a line.
+bool watched_end(const ReadState& st, std::uint64_t used) {
+  if (st.watch == nullptr || used == 0 || fcnt(rin_stream()) != 0) return false;
+  return (rin_stream()->flags & (kStreamEof | kStreamError)) == kStreamEof;
+}
+
+// Gives a line of `used` bytes, whose last `piece` the current file ends with, the line break that it lacks.
+RecordFound complete_line(ReadState& st, std::uint64_t used, std::uint64_t piece) {
+  grow_record_buffer(st, used, used + 1);
+  st.record_buffer[used] = kLineBreak;
+  report_tail(TailKind::completed_line, piece);
+  return {used + 1, st.record_buffer};
+}
+
 // Puts a line together from as many pieces as it has. Leaves `found` empty at the end of the input.
 int read_text_pieces(RecordFound& found) {
   ReadState& st = read_st();
   std::uint64_t used = 0;
-  while (const std::uint64_t n = rin_cnt()) {
+  std::uint64_t piece = 0;
+  for (;;) {
+    if (watched_end(st, used)) {
+      if (st.watch->complete != 0) {
+        found = complete_line(st, used, piece);
+        return 0;
+      }
+      report_tail(rin_files_left() == 0 ? TailKind::dropped_line : TailKind::continued_line, piece);
+      piece = 0;
+      if (next_file() == 0) return 0;
+      continue;
+    }
+    const std::uint64_t n = rin_cnt();
+    if (n == 0) return 0;
     Stream* const s = rin_st().input;
     const std::uint64_t last = line_length(s->ptr, n);
     if (last != 0 && used == 0) {
@@ -84,8 +111,8 @@ int read_text_pieces(RecordFound& found) {
     if (n > st.max_record - used) osdll_error("Text record too long");
     if (rin_read(n, st.record_buffer + used) != n) return 0;
     used += n;
+    piece += n;
   }
-  return 0;
 }
 
 }  // namespace

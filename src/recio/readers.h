@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "recio/input_watch.h"
 #include "recio/record_description.h"
 
 namespace fsort {
@@ -29,6 +30,7 @@ struct ReadState {
   std::uint16_t length_high;
   std::uint32_t length_width;  // 1 or 2
   std::uint64_t header_length;
+  const InputWatch* watch;  // null: nobody wants to know; stays through read_init
 };
 
 // Takes -rt, -rv, -rf; sets the description's reader and record length; registers read_windup.
@@ -41,6 +43,8 @@ void read_release();
 
 // Limits of the record type, to look at.
 [[nodiscard]] const ReadState& read_state();
+// Tells the watch, if there is one, of a tail that ends where the current input does.
+void report_tail(TailKind kind, std::uint64_t bytes);
 
 // Read functions: 0 with length and address (valid until the next call), 0 with length 0 and null at the end,
 // or 1 (length 0, null) after an error, which has been displayed.

@@ -21,6 +21,7 @@
 #include "cmdline/arg.h"
 #include "platform/heap.h"
 #include "platform/os.h"
+#include "recio/readers.h"
 #include "recio/recio_access.h"
 #include "recio/rin.h"
 #include "recio/rio.h"
@@ -133,10 +134,17 @@ void make_buffers(RinState& st, int count) {
   attach_buffers(st);
 }
 
-// Estimated bytes of the current input; says through `console` whether it is a character device.
-std::uint64_t estimate(const Stream* s, bool& console) {
+// What the inputs are, all together.
+struct InputKinds {
+  bool all_consoles;
+  bool all_files;
+};
+
+// Estimated bytes of the current input.
+std::uint64_t estimate(const Stream* s, InputKinds& kinds) {
   const std::uint32_t type = os->get_file_type(s->handle);
-  console = type == kFileTypeChar;
+  kinds.all_consoles = kinds.all_consoles && type == kFileTypeChar;
+  kinds.all_files = kinds.all_files && type == kFileTypeDisk;
   if (type == kFileTypePipe) return kPipeEstimate;
   if (type == kFileTypeChar) return kCharDeviceEstimate;
   const std::uint64_t bytes = filelength(s->handle);
@@ -144,18 +152,15 @@ std::uint64_t estimate(const Stream* s, bool& console) {
   return bytes;
 }
 
-// Opens and counts every file, leaves the first one open as the input; says through `all_consoles` whether
-// every one is a character device. The sum stays at its maximum instead of wrapping around when the lengths
-// of several inputs are unknown.
-std::uint64_t count_files(RinState& st, std::uint16_t count, bool& all_consoles) {
+// Opens and counts every file, leaves the first one open as the input. The sum stays at its maximum instead
+// of wrapping around when the lengths of several inputs are unknown.
+std::uint64_t count_files(RinState& st, std::uint16_t count, InputKinds& kinds) {
   std::uint64_t sum = 0;
-  all_consoles = true;
+  kinds = {true, true};
   for (std::uint16_t index = count; index-- > 0;) {
     const Stream* const s = rin_open(index);
-    bool console = false;
-    const std::uint64_t bytes = estimate(s, console);
+    const std::uint64_t bytes = estimate(s, kinds);
     sum = bytes > kNoLength - sum ? kNoLength : sum + bytes;
-    all_consoles = all_consoles && console;
     if (index == count - 1) {
       st.first = st.input;
       st.input = nullptr;
@@ -199,11 +204,13 @@ void rin_init(RecordDescription* description, std::int32_t argc, const char** ar
     store_names(st, list);
   }
 
-  bool all_consoles = false;
-  description->input_size = count_files(st, list.count, all_consoles);
+  InputKinds kinds{};
+  description->input_size = count_files(st, list.count, kinds);
+  st.total_bytes = description->input_size;
+  st.total_known = kinds.all_files ? 1 : 0;
 
   st.ibs = buffer_kb(argc, argv);
-  if (st.ibs == 0) st.ibs = all_consoles ? kConsoleBufferKb : kDefaultBufferKb;
+  if (st.ibs == 0) st.ibs = kinds.all_consoles ? kConsoleBufferKb : kDefaultBufferKb;
   if (st.ibs > kMaxBufferKb) st.ibs = kMaxBufferKb;
   make_buffers(st, kInputBuffers);
   st.files_left = static_cast<std::uint16_t>(list.count - 1);
@@ -239,7 +246,9 @@ std::uint64_t rin_cnt() {
 std::uint64_t rin_read(std::uint64_t n, void* target) {
   const RinState& st = rin_st();
   while (st.input != nullptr) {
+    const std::uint64_t before = st.input->pos;
     if (fstdio_fread(target, n, 1, st.input) == 1) return n;
+    if (st.input->pos != before) report_tail(TailKind::short_record, st.input->pos - before);
     if (next_file() == 0) break;
   }
   return 0;
@@ -266,6 +275,8 @@ int next_file() {
 }
 
 Stream* rin_stream() { return rin_st().input; }
+
+const char* rin_name() { return rin_st().file_names[rin_st().files_left]; }
 
 std::uint16_t rin_files_left() { return rin_st().files_left; }
 

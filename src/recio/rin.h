@@ -18,6 +18,8 @@ struct RinState {
   const char* file_names[kMaxInputFiles];  // reversed: the current file is the last one still listed
   std::uint16_t files_left;                // files after the current one
   std::uint16_t ibs;                       // buffer size in KB
+  std::uint8_t total_known;                // every input has a length
+  std::uint64_t total_bytes;               // the sum of them; valid when total_known
   char* name_store;
   BufferChain input_buffers;  // held while no stream has them
 };
@@ -48,5 +50,7 @@ int next_file();
 // From now on there is one buffer: nothing is read before it is asked for. Requires: nothing was read yet.
 // Raises: "Couldn't allocate memory for input file buffer"
 void rin_read_singly();
+// Name of the current input.
+[[nodiscard]] const char* rin_name();
 
 }  // namespace fsort

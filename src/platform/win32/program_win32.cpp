@@ -1,4 +1,8 @@
-// The start of a program on Windows: see program.h.
+// The start of a program on Windows, its console, and being told of its end: see program.h.
+//
+// The system calls the handler of console events on a thread of its own. When it says that it has not handled
+// the event the system ends the process, with the status that a process ended by Ctrl-C has. Ticks come from
+// a second thread. The system ends a process some seconds after its console was closed, handler or not.
 //
 // The wide arguments are the C runtime's (__wgetmainargs), split by the same rules as those of main;
 // wildcards are left as they are, since a name in a sort command line may well hold a star.
@@ -29,6 +33,21 @@ char* utf8_copy(const wchar_t* wide) {
   return text;
 }
 
+constinit ProgramWatch watch{};
+
+BOOL WINAPI on_console_event(DWORD /*event*/) {
+  watch.on_end();
+  return FALSE;
+}
+
+DWORD WINAPI send_ticks(void* /*none*/) {
+  for (;;) {
+    Sleep(watch.tick);
+    watch.on_progress(ProgramEvent::tick);
+  }
+  return 0;
+}
+
 }  // namespace
 
 ProgramArguments program_begin(int argc, char** argv) {
@@ -47,6 +66,29 @@ ProgramArguments program_begin(int argc, char** argv) {
     if (values[i] == nullptr) return {argc, argv};
   }
   return {count, values};
+}
+
+bool program_is_terminal(std::int32_t which) {
+  const HANDLE handle = GetStdHandle(static_cast<DWORD>(which));
+  DWORD mode = 0;
+  return handle != nullptr && handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode) != 0;
+}
+
+std::uint32_t program_columns() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) == 0) return 0;
+  return static_cast<std::uint32_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+std::int64_t program_milliseconds() { return static_cast<std::int64_t>(GetTickCount64()); }
+
+bool program_watch(const ProgramWatch& wanted) {
+  watch = wanted;
+  if (SetConsoleCtrlHandler(on_console_event, TRUE) == 0) return false;
+  if (watch.tick == 0) return true;
+  const HANDLE thread = CreateThread(nullptr, 0, send_ticks, nullptr, 0, nullptr);
+  if (thread != nullptr) CloseHandle(thread);
+  return thread != nullptr;
 }
 
 }  // namespace fsort
