@@ -62,7 +62,7 @@ Handle create_safe_output(const Opening& o, const fsort::NamedFile& target) {
 // The lock is not held while a pipe or a device is opened: that may wait for whoever reads it.
 Handle create_output(const Opening& o) {
   const fsort::NamedFile target = fsort::program_file(o.name);
-  if (target.kind == fsort::NamedKind::other) return o.pass(o.name);
+  if (target.kind == fsort::NamedKind::other || is_standard_output(target)) return o.pass(o.name);
   if (safe_output_wanted(target)) return create_safe_output(o, target);
   const FilesLock lock;
   const Handle handle = o.pass(o.name);

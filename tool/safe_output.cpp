@@ -50,11 +50,15 @@ void safe_output_begin(bool every_output) {
   safe_output_note_input(fsort::program_standard_file(fsort::kStdInput));
 }
 
+bool is_standard_output(const fsort::NamedFile& file) {
+  return same_file(file, fsort::program_standard_file(fsort::kStdOutput));
+}
+
 void safe_output_note_input(const fsort::NamedFile& file) { state().inputs.push_back(file); }
 
 bool safe_output_wanted(const fsort::NamedFile& target) {
   State& s = state();
-  if (target.kind == fsort::NamedKind::other) return false;
+  if (target.kind == fsort::NamedKind::other || is_standard_output(target)) return false;
   return s.every_output || std::any_of(s.inputs.begin(), s.inputs.end(), [&](const fsort::NamedFile& input) {
            return same_file(input, target);
          });
@@ -76,10 +80,12 @@ std::string safe_output_make(const char* target) {
 
 std::string safe_output_end(bool good) {
   State& s = state();
-  const FilesLock lock;
   if (s.made.empty()) return s.refused;
+  // Without the lock: the disk may be slow, and an end from outside must not wait for it.
+  const bool ready = good && fsort::program_make_ready(s.made.c_str(), s.target.c_str());
+  const FilesLock lock;
   std::string wrong;
-  if (!good || !fsort::program_replace(s.made.c_str(), s.target.c_str())) {
+  if (!ready || !fsort::program_replace(s.made.c_str(), s.target.c_str())) {
     if (good) {
       wrong = shown_name(s.target) +
               ": the sorted file could not take its place: " + system_text(fsort::kSystemOs.get_last_error());

@@ -26,6 +26,10 @@ void safe_output_begin(bool every_output);
 // A file that the sort reads.
 void safe_output_note_input(const fsort::NamedFile& file);
 
+// True for the file that standard output leads to, by whatever name: others write to it, too, and it is never
+// replaced or removed.
+[[nodiscard]] bool is_standard_output(const fsort::NamedFile& file);
+
 [[nodiscard]] bool safe_output_wanted(const fsort::NamedFile& target);
 
 // Makes the new file beside `target` and lists it as unfinished. Result: its name; empty, with the system's

@@ -52,10 +52,13 @@ struct NamedFile {
 // any other has the access rights that new files have.
 [[nodiscard]] bool program_make_new(const char* name, bool is_private);
 
-// Puts the file `made`, which no one has open, in the place of `target`: what was written is on the disk
-// before the name changes, and there is no instant at which `target` is missing or incomplete. Takes over the
-// access rights of the old file, if there is one, and its owner where this process may. False: `target` is as
-// it was, `made` is still there.
+// Makes the file `made`, which no one has open, ready for the place of `target`: what was written is on the
+// disk, and the access rights are those of the old file, if there is one, as is the owner where this process
+// may give files away. May take its time.
+[[nodiscard]] bool program_make_ready(const char* made, const char* target);
+
+// Puts a file that is ready in the place of `target`: there is no instant at which that is missing or
+// incomplete. False: `target` is as it was, `made` is still there.
 [[nodiscard]] bool program_replace(const char* made, const char* target);
 
 // Ends what the system is doing for an open file and closes it, where that must come before the file can be

@@ -131,11 +131,18 @@ bool program_make_new(const char* name, bool is_private) {
   return true;
 }
 
+bool program_make_ready(const char* made, const char* target) {
+  PathText from;
+  PathText to;
+  if (!map_path(made, &from) || !map_path(target, &to)) return false;
+  return complete(from.text, to.text) || posix::fail_with_errno();
+}
+
 bool program_replace(const char* made, const char* target) {
   PathText from;
   PathText to;
   if (!map_path(made, &from) || !map_path(target, &to)) return false;
-  if (!complete(from.text, to.text) || rename(from.text, to.text) != 0) return posix::fail_with_errno();
+  if (rename(from.text, to.text) != 0) return posix::fail_with_errno();
   sync_folder(to.text);
   return true;
 }

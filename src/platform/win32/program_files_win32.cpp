@@ -97,10 +97,15 @@ bool program_make_new(const char* name, bool /*is_private*/) {
   return true;
 }
 
+bool program_make_ready(const char* made, const char* /*target*/) {
+  win32::WideName name;
+  return win32::wide_name(made, &name) && sync_file(name.text);
+}
+
 bool program_replace(const char* made, const char* target) {
   win32::WideName from;
   win32::WideName to;
-  if (!win32::wide_name(made, &from) || !win32::wide_name(target, &to) || !sync_file(from.text)) return false;
+  if (!win32::wide_name(made, &from) || !win32::wide_name(target, &to)) return false;
   if (ReplaceFileW(to.text, from.text, nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr) != 0) {
     return true;
   }

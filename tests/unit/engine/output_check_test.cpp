@@ -2,6 +2,7 @@
 #include "engine/output_check.h"
 
 #include <random>
+#include <tuple>
 
 #include "engine_fixture.h"
 #include "keys/record.h"
@@ -9,6 +10,8 @@
 
 namespace fsort::test {
 namespace {
+
+constexpr std::size_t kRecords = 12000;
 
 class OutputCheckTest : public EngineFixture {
  protected:
@@ -40,7 +43,7 @@ class OutputCheckTest : public EngineFixture {
 Texts random_records(unsigned seed) {
   std::mt19937 random(seed);
   Texts records;
-  for (int i = 0; i < 3000; ++i) {
+  for (int i = 0; i < static_cast<int>(kRecords); ++i) {
     std::string text = std::to_string(static_cast<int>(random() % 4001) - 2000);
     if (random() % 3 == 0) text += "." + std::to_string(random() % 100);
     text += ";" + std::string(random() % 20, static_cast<char>('a' + random() % 3));
@@ -50,35 +53,34 @@ Texts random_records(unsigned seed) {
   return records;
 }
 
-class OutputCheckOfSorts : public OutputCheckTest, public ::testing::WithParamInterface<Texts> {};
+// Keys, -u or not, with so little memory that work files are needed or not.
+using SortKind = std::tuple<Texts, bool, bool>;
+
+class OutputCheckOfSorts : public OutputCheckTest, public ::testing::WithParamInterface<SortKind> {};
 
 TEST_P(OutputCheckOfSorts, FindsNothingWrong) {
-  for (const bool unique : {false, true}) {
-    for (const bool spilling : {false, true}) {
-      want();
-      Texts options = GetParam();
-      if (unique) options.insert(options.begin(), "-u");
-      if (spilling) options.insert(options.begin(), {"-m", "40", "-l", "4"});
-      RecordsInOut::next = 0;
-      RecordsInOut::out.clear();
-      const Texts out = sort(options, random_records(7));
-      EXPECT_EQ(driver().check.misplaced, 0u) << unique << spilling;
-      EXPECT_EQ(driver().check.sum.count, out.size());
-      EXPECT_EQ(current_instance->sort.records_written, out.size());
-      EXPECT_EQ(current_instance->record.records_read, 3000u);
-      EXPECT_EQ(same_records(), !unique || out.size() == 3000) << unique << spilling;
-      stack_init(kStackReserveBytes);
-    }
-  }
+  const auto& [keys, unique, spilling] = GetParam();
+  want();
+  Texts options = keys;
+  if (unique) options.insert(options.begin(), "-u");
+  if (spilling) options.insert(options.begin(), {"-m", "200", "-l", "16"});
+  const Texts out = sort(options, random_records(7));
+  EXPECT_EQ(driver().check.misplaced, 0u);
+  EXPECT_EQ(driver().check.sum.count, out.size());
+  EXPECT_EQ(current_instance->sort.records_written, out.size());
+  EXPECT_EQ(current_instance->record.records_read, kRecords);
+  EXPECT_EQ(same_records(), out.size() == kRecords);
+  EXPECT_EQ(spilling, current_instance->sublist.file_counter != 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKindsOfKeys, OutputCheckOfSorts,
-                         ::testing::Values(Texts{}, Texts{"-i"}, Texts{"-t", "59", "-n", "-f", "0"},
-                                           Texts{"-t", "59", "-n", "-i", "-f", "0", "-k", "-f", "1"},
-                                           Texts{"-t", "59", "-k", "-f", "1", "-n", "-d", "1", "-f", "0"},
-                                           Texts{"-t", "59", "-k", "-i", "-f", "1", "-c", "0-2", "-f", "2"},
-                                           Texts{"-t", "59", "-k", "'0'-'9'", "-f", "2", "-c", "1-", "-f",
-                                                 "1"}));
+INSTANTIATE_TEST_SUITE_P(
+    AllKindsOfKeys, OutputCheckOfSorts,
+    ::testing::Combine(::testing::Values(Texts{}, Texts{"-i"}, Texts{"-t", "59", "-n", "-f", "0"},
+                                         Texts{"-t", "59", "-n", "-i", "-f", "0", "-k", "-f", "1"},
+                                         Texts{"-t", "59", "-k", "-f", "1", "-n", "-d", "1", "-f", "0"},
+                                         Texts{"-t", "59", "-k", "-i", "-f", "1", "-c", "0-2", "-f", "2"},
+                                         Texts{"-t", "59", "-k", "'0'-'9'", "-f", "2", "-c", "1-"}),
+                       ::testing::Bool(), ::testing::Bool()));
 
 TEST_F(OutputCheckTest, TakesRecordsInOrderWithEqualsAmongThem) {
   EXPECT_EQ(misplaced_in({}, {"a\n", "b\n", "b\n", "c\n"}), 0u);
