@@ -80,7 +80,7 @@ Cells shortened(const Picture& picture, const Cells& cells) {
                     cells.begin() + static_cast<std::ptrdiff_t>(end));
     } else {
       const std::size_t last = end < cells.size() ? cells[end].first : picture.data.size();
-      result.push_back({"...", 3, cells[i].first, last - cells[i].first});
+      result.push_back(make_cell("...", 3, cells[i].first, last - cells[i].first));
     }
     i = end;
   }
@@ -127,7 +127,7 @@ std::string trimmed(std::string text) {
 
 std::string strip_text(const Cells& strip) {
   std::string text;
-  for (const Cell& cell : strip) text += cell.text;
+  for (const Cell& cell : strip) text += cell.text();
   return text;
 }
 
@@ -200,7 +200,7 @@ std::string draw(const Picture& picture) {
   for (std::size_t i = 0; i < strips.size(); ++i) {
     const bool last = i + 1 == strips.size();
     // A blank at the end of a record is to be seen like any other.
-    text += std::string(kLabelColumns, ' ') + strip_text(strips[i]) + "\n";
+    text.append(kLabelColumns, ' ').append(strip_text(strips[i])).append("\n");
     const std::string ruler = strip_ruler(picture, strips[i], last);
     if (!ruler.empty()) text += labelled(picture.ruler_label, ruler);
     if (strips.size() == 1) return text + draw_with_notes(picture, cells, columns_of(cells) + 1);

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 #include <optional>
-#include <string_view>
 
 namespace fsort_tool {
 namespace {
@@ -103,15 +102,21 @@ Cell cell_at(std::span<const std::uint8_t> data, std::size_t at, const std::vect
     if (breaks.empty() ||
         std::find(breaks.begin() + from, breaks.begin() + to, true) == breaks.begin() + to) {
       const auto* text = reinterpret_cast<const char*>(data.data() + at);
-      return {{text, character->bytes}, lies_in(kWide, character->code) ? 2U : 1U, at, character->bytes};
+      return make_cell(std::string(text, character->bytes), lies_in(kWide, character->code) ? 2 : 1, at,
+                       character->bytes);
     }
   }
-  std::string text = byte_text(data[at]);
-  const std::size_t columns = text.size();
-  return {std::move(text), columns, at, 1};
+  const std::string text = byte_text(data[at]);
+  return make_cell(text, text.size(), at, 1);
 }
 
 }  // namespace
+
+Cell make_cell(const std::string& text, std::size_t columns, std::size_t first, std::size_t bytes) {
+  Cell cell{{}, std::min(text.size(), sizeof Cell::shown), columns, first, bytes};
+  std::copy_n(text.begin(), cell.shown_bytes, cell.shown.begin());
+  return cell;
+}
 
 std::vector<Cell> make_cells(std::span<const std::uint8_t> data, const std::vector<bool>& breaks) {
   std::vector<Cell> cells;
@@ -131,13 +136,13 @@ std::string quoted(std::span<const std::uint8_t> data, std::size_t columns) {
   std::size_t used = 0;
   std::size_t next = 0;
   for (; next < cells.size() && used + cells[next].columns <= half; ++next) {
-    front += cells[next].text;
+    front += cells[next].text();
     used += cells[next].columns;
   }
   if (next == cells.size()) return "\"" + front + "\"";
   used = 0;
   for (std::size_t last = cells.size(); last > next && used + cells[last - 1].columns <= half; --last) {
-    back.insert(0, cells[last - 1].text);
+    back.insert(0, cells[last - 1].text());
     used += cells[last - 1].columns;
   }
   return "\"" + front + std::string(kDots) + back + "\"";

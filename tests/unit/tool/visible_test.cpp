@@ -16,7 +16,7 @@ std::span<const std::uint8_t> bytes_of(const std::string& text) {
 std::string cells(const std::string& text, const std::vector<bool>& breaks = {}) {
   std::string joined;
   for (const Cell& cell : make_cells(bytes_of(text), breaks))
-    joined += (joined.empty() ? "" : "|") + cell.text;
+    joined += std::string(joined.empty() ? "" : "|").append(cell.text());
   return joined;
 }
 
@@ -29,7 +29,7 @@ TEST(MakeCells, ShowsPrintableBytesAsThemselvesAndOthersAsEscapes) {
 TEST(MakeCells, KeepsTheBytesOfACharacterTogether) {
   const std::vector<Cell> found = make_cells(bytes_of("aü€文"));
   ASSERT_EQ(found.size(), 4U);
-  EXPECT_EQ(found[1].text, "ü");
+  EXPECT_EQ(found[1].text(), "ü");
   EXPECT_EQ(found[1].bytes, 2U);
   EXPECT_EQ(found[1].columns, 1U);
   EXPECT_EQ(found[2].first, 3U);
