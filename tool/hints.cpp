@@ -59,7 +59,7 @@ constexpr Row kRows[] = {
     {"No more that one output", "", "-out and > name the same thing; keep one"},
     {"-out or > require", "-out", "expected the name of a file: -out name, or '>name' in quotes"},
     // records
-    {"Text record too long", "-rt", "a line is longer than this; -rt 4000 takes lines up to 4000 bytes"},
+    {"Text record too long", "-rt", "a line is longer than that; -rt names the longest, up to 65530 bytes"},
     {"Variable length record too long", "-rv",
      "is the length field where the range says, high-order byte first? -rv 0-1 4096 takes up to 4096 bytes"},
     {"Not enough fields in record", "-t",
