@@ -451,8 +451,8 @@ inline bool put_whole_checked(RecordSink& sink, const WholeText& text, const Arr
                               bool same_front) {
   if (!put_whole(sink, text, entry.word)) return false;
   const std::uint32_t n = text.prefix_bytes + word_live(entry.word, WordShape{8, kWordBytes}) + 1;
-  output_check_whole(*sink.check, sort_st(), entry_record(entry), entry.word, sink.window->ptr - n, n,
-                     same_front);
+  output_check_whole(*sink.check, sort_st(), entry_record(entry), entry.word, same_front);
+  output_check_later(*sink.check, sink.window->ptr, n);
   return true;
 }
 

@@ -14,6 +14,8 @@ struct Stack;
 struct ArrayEntry;
 
 // What is known of the records that have left (output_check.h).
+inline constexpr std::uint32_t kUnsummedRecords = 1024;
+
 struct OutputCheck {
   std::uint8_t wanted;       // stays from start to start
   std::uint8_t unique;       // -u: equals must not follow each other
@@ -24,6 +26,10 @@ struct OutputCheck {
   std::uint8_t word_known;
   const std::uint8_t* previous;  // the latest one; null before the first
   std::uint8_t* kept;            // heap block for a copy of it
+  std::uint64_t count;           // records looked at
+  std::uint32_t unsummed;  // the latest of them, which lie in the output buffer and are not in `sum` yet
+  std::uint32_t unsummed_bytes;             // what they have there, up to its cursor
+  std::uint16_t lengths[kUnsummedRecords];  // of each
 };
 
 // Options and memory plan (driver_init.cpp).

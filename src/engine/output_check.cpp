@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint64_t kKeptBytes = std::uint64_t{kMaxTotalLength} + 1;
 
 void misplaced(OutputCheck& check) {
-  if (check.misplaced == 0) check.misplaced = check.sum.count;
+  if (check.misplaced == 0) check.misplaced = check.count;
 }
 
 // By all keys. Result: whether `record` may follow the one before it.
@@ -47,8 +47,8 @@ void output_check_free() {
   check.previous = nullptr;
 }
 
-void output_check(OutputCheck& check, const SortState& s, const std::uint8_t* record) {
-  record_sum_add(check.sum, record + s.header_bytes, rec_total_length(record) - s.header_bytes);
+void output_check_order(OutputCheck& check, const SortState& s, const std::uint8_t* record) {
+  ++check.count;
   const std::uint64_t word = key_word(s, record, 0, 0);
   if (check.previous != nullptr) {
     const bool told = check.word_known != 0 && word != check.word;
@@ -61,8 +61,8 @@ void output_check(OutputCheck& check, const SortState& s, const std::uint8_t* re
 }
 
 void output_check_whole(OutputCheck& check, const SortState& s, const std::uint8_t* record,
-                        std::uint64_t word, const std::uint8_t* data, std::uint32_t n, bool same_front) {
-  record_sum_add(check.sum, data, n);
+                        std::uint64_t word, bool same_front) {
+  ++check.count;
   if (check.previous != nullptr) {
     bool good = false;
     if (!same_front) {
@@ -77,6 +77,16 @@ void output_check_whole(OutputCheck& check, const SortState& s, const std::uint8
   check.word = word;
   check.word_known = 0;  // not the first of the key
   check.previous = record;
+}
+
+void output_check_sum(OutputCheck& check, const std::uint8_t* cursor) {
+  const std::uint8_t* data = cursor - check.unsummed_bytes;
+  for (std::uint32_t i = 0; i < check.unsummed; ++i) {
+    record_sum_add(check.sum, data, check.lengths[i]);
+    data += check.lengths[i];
+  }
+  check.unsummed = 0;
+  check.unsummed_bytes = 0;
 }
 
 void output_check_keep(OutputCheck& check) {

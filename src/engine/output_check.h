@@ -6,9 +6,12 @@
 // another way. Most neighbours differ in the first word of their first key; that word of the latest record is
 // kept, so the record itself is looked at again only when the words are equal.
 //
-// Whole records (array_entry.h) leave without their memory being visited. They are summed from the bytes put
-// out; two in a row are compared by their words, from which those bytes are made one to one, behind key bytes
-// that they share.
+// Whole records (array_entry.h) leave without their memory being visited. Two in a row are compared by their
+// words, from which the bytes put out are made one to one, behind key bytes that they share.
+//
+// The sum is taken from the output buffer, many records at a time: while records leave the processor waits
+// for their memory, and must not be kept from asking for that of the next ones. A record that fills the
+// buffer, or goes another way, is summed in record memory.
 //
 //     sink_begin                   `previous` is the copy of the last record of the sink before, or null
 //     a record, a record, ...      `previous` lies in record memory, which stands still while a sink is open
@@ -28,11 +31,21 @@ namespace fsort {
 void output_check_begin();
 void output_check_free();
 
-// A record is going out. Requires: the check is wanted
-void output_check(OutputCheck& check, const SortState& s, const std::uint8_t* record);
-// A whole record went out as these bytes. `same_front`: so did the one before, from the same bin.
+// A record is going out: compares it with the one before.
+void output_check_order(OutputCheck& check, const SortState& s, const std::uint8_t* record);
+// The same for a whole record of this word. `same_front`: the one before was one, too, from the same bin.
 void output_check_whole(OutputCheck& check, const SortState& s, const std::uint8_t* record,
-                        std::uint64_t word, const std::uint8_t* data, std::uint32_t n, bool same_front);
+                        std::uint64_t word, bool same_front);
+// Sums the records that wait in front of the cursor of the output buffer.
+void output_check_sum(OutputCheck& check, const std::uint8_t* cursor);
+
+// Notes a record of `n` bytes that was put in front of the cursor.
+inline void output_check_later(OutputCheck& check, const std::uint8_t* cursor, std::uint32_t n) {
+  check.lengths[check.unsummed++] = static_cast<std::uint16_t>(n);
+  check.unsummed_bytes += n;
+  if (check.unsummed == kUnsummedRecords) output_check_sum(check, cursor);
+}
+
 // Copies the latest record to where it can stay.
 void output_check_keep(OutputCheck& check);
 

@@ -27,16 +27,16 @@ struct RecordSink {
 void sink_count(RecordSink& sink);
 // Called when the last record was sent, before its memory may go.
 void sink_end(RecordSink& sink);
-// sink_put's part for outputs that are checked.
-void sink_check(const RecordSink& sink, const std::uint8_t* record);
+// sink_put's part for outputs that are checked: the record was put into the window, or is to go another way.
+void sink_check(const RecordSink& sink, const std::uint8_t* record, bool put);
 
 // Sends one record out. Raises: those of rec_output
 inline void sink_put(RecordSink& sink, const std::uint8_t* record) {
   const std::uint32_t length = rec_total_length(record) - sink.header_bytes;
   ++sink.count;
-  if (sink.check != nullptr) sink_check(sink, record);
   Stream* const s = sink.window;
   if (s == nullptr || length >= s->cnt) {
+    if (sink.check != nullptr) sink_check(sink, record, false);
     sink_count(sink);
     rec_output(record);
     sink.window = sink_window();  // opened by the first record
@@ -46,6 +46,7 @@ inline void sink_put(RecordSink& sink, const std::uint8_t* record) {
   s->ptr += length;
   s->pos += length;
   s->cnt -= length;
+  if (sink.check != nullptr) sink_check(sink, record, true);
 }
 
 }  // namespace fsort

@@ -33,9 +33,9 @@ class OutputCheckTest : public EngineFixture {
     EXPECT_EQ(init(options), 0) << shown();
     EXPECT_TRUE(stk_push(driver().data_stack));
     while (const std::uint8_t* record = rec_input()) {
-      output_check(driver().check, current_instance->sort, record);
+      output_check_order(driver().check, current_instance->sort, record);
     }
-    EXPECT_TRUE(same_records());
+    EXPECT_EQ(driver().check.count, records.size());
     return driver().check.misplaced;
   }
 };
