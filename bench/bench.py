@@ -2,14 +2,15 @@
 """Measures the tool against its peers, the copy limit and its own promises; scripts/bench calls it.
 
   bench/bench.py [--short] [--rows a,c-100m,growth] [--rounds N] [--scale F] [--without sqlite,gnu-2] [--keep]
-                 [--other FSORT] [--continue] [--dir FOLDER] [--turns FILE] [--report]
+                 [--other FSORT] [--continue] [--dir FOLDER] [--turns FILE] [--report] [--publish]
 
 What is measured stands in bench/rows.py and bench/claims.py, the peers and their command lines in
 bench/contenders.py, how runs are paired, pinned and proved in bench/rounds.py, how one process is measured in
 bench/process.py. Each row is stored as it is finished, so that a run can be split (--rows) and continued (--continue
 leaves rows alone that are there); the report is made from all stored rows, and by --report without measuring. A run
 at full scale stores in bench/results, any other and one with another build of fsort in build/bench/results. When every
-row is there at full scale, the marked sections of docs/PERFORMANCE.md and README.md are written too."""
+row is there at full scale, the marked sections of docs/PERFORMANCE.md and README.md are written too. --publish writes them
+from a smaller run, which is stored in bench/results/short and says so in each of them."""
 
 import argparse
 import os
@@ -125,16 +126,17 @@ def summary(results, versions):
             "", *tables.claim_table(results), ""]
 
 
-def publish(results, versions, drawn):
-    """The last full run, in the documentation."""
+def publish(folder, results, versions, drawn):
+    """The last run, in the documentation."""
     page = ROOT / "docs" / "PERFORMANCE.md"
-    images = [line for name, title in drawn for line in (f"![{title}](../bench/results/{name})", "")]
+    place = os.path.relpath(folder, page.parent)
+    images = [line for name, title in drawn for line in (f"![{title}]({place}/{name})", "")]
     rewrite_section(page, summary(results, versions) + images)
     rewrite_section(ROOT / "README.md", tables.readme_table(results))
     print(f"written: {page}, README.md", flush=True)
 
 
-def report(folder, versions):
+def report(args, folder, versions):
     results = rounds.load(folder / "rows")
     if not results:
         sys.exit("no row has been measured yet")
@@ -152,8 +154,8 @@ def report(folder, versions):
     path.write_text(re.sub(r"\n{3,}", "\n\n", "\n".join(lines)).rstrip() + "\n")
     print(f"written: {path}", flush=True)
     full = all(name in results for name in [row.name for row in ROWS] + list(claims.MEASURES))
-    if full and all(found["scale"] == 1.0 for found in results.values()):
-        publish(results, versions, drawn)
+    if args.publish or full and all(found["scale"] == 1.0 for found in results.values()):
+        publish(folder, results, versions, drawn)
 
 
 def main():
@@ -168,6 +170,7 @@ def main():
     parser.add_argument("--keep", action="store_true", help="keep the data")
     parser.add_argument("--dir", type=pathlib.Path, default=BUILD / "data", help="where data and work files go")
     parser.add_argument("--turns", help="lock file to take turns with other work on the machine by (bench/turns.py)")
+    parser.add_argument("--publish", action="store_true", help="write the documentation's sections from a smaller run, too")
     parser.add_argument("--report", action="store_true", help="only make the report from the stored rows")
     args = parser.parse_args()
     args.scale = args.scale or (SHORT_SCALE if args.short else 1.0)
@@ -177,13 +180,15 @@ def main():
     args.dir.mkdir(parents=True, exist_ok=True)
     args.revision = revision()
     folder = ROOT / "bench" / "results" if args.scale == 1.0 and not args.other else BUILD / "results"
+    if args.publish and args.scale != 1.0:
+        folder = ROOT / "bench" / "results" / "short"
     folder.mkdir(parents=True, exist_ok=True)
     versions, unavailable = find_peers(tuple(args.without.split(",")) if args.without else ())
     for name, reason in unavailable.items():
         print(f"{name}: {reason}", flush=True)
     if not args.report:
         measure(args, folder, unavailable)
-    report(folder, versions)
+    report(args, folder, versions)
 
 
 if __name__ == "__main__":
