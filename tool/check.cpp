@@ -46,12 +46,13 @@ std::string count_text(std::uint64_t records) {
 
 int check(const Request& request) {
   const Inspection inspection(request.sort_arguments);
-  if (inspection.status() != 0) return refuse();
+  if (inspection.status() != 0) return refuse(request);
   Inspection::take_messages();  // what -v says about memory
   const auto records = std::make_unique<InspectedRecord[]>(2);
   CheckReport report{};
   switch (fsort::inspect_check(inspection.handle(), inspection.sort(), records.get(), &report)) {
     case CheckVerdict::in_order:
+      if (inspection.sort().verbosity >= 0) show_error(Inspection::take_notes());
       if (inspection.sort().verbosity > 0) show_error(count_text(report.records));
       return 0;
     case CheckVerdict::out_of_order:

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 
+#include "file_names.h"
 #include "inspection.h"
 #include "key_words.h"
 #include "record_picture.h"
@@ -264,7 +265,7 @@ std::string explain_next(const Inspection& inspection, InspectedRecord* record, 
   const std::string shown = Inspection::take_messages();
   *more = fate == fsort::RecordFate::filled || fate == fsort::RecordFate::faulty;
   if (fate == fsort::RecordFate::end) {
-    return "\n" + labelled("End", "of the input, " + plural(*records, "record"));
+    return "\n" + labelled("End", "of the input, " + plural(*records, "record")) + Inspection::take_notes();
   }
   if (fate == fsort::RecordFate::unreadable) return unreadable_text(shown);
   const bool faulty = fate == fsort::RecordFate::faulty;
@@ -274,7 +275,7 @@ std::string explain_next(const Inspection& inspection, InspectedRecord* record, 
 
 int explain(const Request& request) {
   const Inspection inspection(request.sort_arguments);
-  if (inspection.status() != 0 || fsort::inspect_singly(inspection.handle()) != 0) return refuse();
+  if (inspection.status() != 0 || fsort::inspect_singly(inspection.handle()) != 0) return refuse(request);
   Inspection::take_messages();  // what -v says about memory
   if (!print(explain_sort(inspection))) return 1;
   const auto record = std::make_unique<InspectedRecord>();

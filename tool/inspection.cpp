@@ -1,10 +1,12 @@
 // A sort that is looked at; see inspection.h.
 #include "inspection.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <utility>
+
+#include "file_names.h"
+#include "hints.h"
+#include "notes.h"
 
 namespace fsort_tool {
 namespace {
@@ -14,27 +16,29 @@ std::string messages;
 
 void keep_message(const char* text) { messages += text; }
 
-}  // namespace
+std::string notes;
 
-std::string shown_name(std::string name) {
-  constexpr auto kSeparator = static_cast<char>(std::filesystem::path::preferred_separator);
-  std::replace(name.begin(), name.end(), '\\', kSeparator);
-  return name;
-}
+void keep_note(const fsort::InputTail& tail) { notes += note_of_tail(tail); }
+
+constexpr fsort::InputWatch kWatch{keep_note, 0};
+
+}  // namespace
 
 void show_error(const std::string& text) {
   std::fputs(text.c_str(), stderr);
   std::fflush(stderr);
 }
 
-int refuse() {
-  show_error(Inspection::take_messages());
+int refuse(const Request& request) {
+  const std::string said = Inspection::take_messages();
+  show_error(said + hint_line(request.sort_arguments, said));
   return 1;
 }
 
 Inspection::Inspection(const std::vector<std::string>& sort_arguments)
     : handle_(nullptr), sort_{}, status_(1) {
   messages.clear();
+  notes.clear();
   for (const std::string& argument : sort_arguments) arguments_.push_back(argument.c_str());
   const auto count = static_cast<std::int32_t>(arguments_.size());
   arguments_.push_back(nullptr);
@@ -43,7 +47,7 @@ Inspection::Inspection(const std::vector<std::string>& sort_arguments)
     messages = "fsort: not enough memory\n";
     return;
   }
-  status_ = fsort::inspect_open(handle_, count, arguments_.data(), &sort_);
+  status_ = fsort::inspect_open(handle_, count, arguments_.data(), &sort_, &kWatch);
   if (status_ != 0) return;
   for (std::size_t i = 0; i < sort_.input_count; ++i) {
     const std::string name = sort_.inputs[i];
@@ -55,6 +59,8 @@ Inspection::Inspection(const std::vector<std::string>& sort_arguments)
 Inspection::~Inspection() { FsortDestroy(handle_); }
 
 std::string Inspection::take_messages() { return std::exchange(messages, {}); }
+
+std::string Inspection::take_notes() { return std::exchange(notes, {}); }
 
 std::string Inspection::place(const fsort::InspectedRecord& record) const {
   return "record " + std::to_string(record.number) + ", byte " + std::to_string(record.position) + " of " +

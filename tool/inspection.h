@@ -24,6 +24,8 @@ class Inspection {
 
   // What the engine has said since the last call.
   static std::string take_messages();
+  // What is to be said, since the last call, of bytes that no record is made of.
+  static std::string take_notes();
 
   // Names as they are shown: separators of this system, and what is meant by "-".
   [[nodiscard]] const std::string& input_name(std::size_t file) const { return inputs_.at(file); }
@@ -43,13 +45,10 @@ class Inspection {
   std::string output_;
 };
 
-// Name of a file or folder with the separators of this system.
-[[nodiscard]] std::string shown_name(std::string name);
-
 // Writes to standard error, at once.
 void show_error(const std::string& text);
 
-// Shows what the engine said of a command line that it did not take. Result: the exit status, 1.
-int refuse();
+// Shows what the engine said of a command line that it did not take, with a hint. Result: the exit status, 1.
+int refuse(const Request& request);
 
 }  // namespace fsort_tool

@@ -80,6 +80,17 @@ std::optional<std::string> take(const Given& option, Request& request) {
   return option.has_value ? std::string(option.name) + " takes no value" : std::string();
 }
 
+// What only a sort can do is refused elsewhere: it would be missed in silence.
+std::string without_sort(const Request& request) {
+  if (request.task != Task::check && request.task != Task::explain) return {};
+  const char* const task = request.task == Task::check ? "--check" : "--explain";
+  const char* only = nullptr;
+  if (request.complete) only = "--complete";
+  if (request.atomic) only = "--atomic";
+  if (request.verify) only = "--verify";
+  return only == nullptr ? std::string() : std::string(only) + " belongs to a sort, not to " + task;
+}
+
 }  // namespace
 
 std::string read_request(const std::vector<std::string>& arguments, Request& request) {
@@ -101,7 +112,7 @@ std::string read_request(const std::vector<std::string>& arguments, Request& req
   std::vector<std::string> rest{arguments.empty() ? "fsort" : arguments[0]};
   rest.insert(rest.end(), arguments.begin() + static_cast<std::ptrdiff_t>(next), arguments.end());
   request.sort_arguments = restore_quotes(rest);
-  return {};
+  return without_sort(request);
 }
 
 }  // namespace fsort_tool

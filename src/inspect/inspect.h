@@ -28,6 +28,7 @@
 #include "keys/key_table.h"
 #include "keys/record.h"
 #include "keys/sequence.h"
+#include "recio/input_watch.h"
 #include "recio/rin.h"
 
 namespace fsort {
@@ -146,9 +147,11 @@ struct KeyValue {
                         // the other way when the key itself runs so that this half comes first
 };
 
-// Result: as FsortStart: 0, or 1 after an error or the usage text. Requires: no sort runs on the handle
+// Result: as FsortStart: 0, or 1 after an error or the usage text. `watch` may be null; it hears of bytes
+// that no record is made of while records are read, and must last as long as the handle; lines are left as
+// they are. Requires: no sort runs on the handle
 [[nodiscard]] std::int32_t inspect_open(fsort_handle handle, std::int32_t argc, const char* const* argv,
-                                        InspectedSort* sort);
+                                        InspectedSort* sort, const InputWatch* watch = nullptr);
 
 // Result: 0, or 1 after an error, which has been shown. Requires: open, and no record read yet
 [[nodiscard]] std::int32_t inspect_singly(fsort_handle handle);

@@ -113,9 +113,9 @@ int read_singly(Nothing& /*none*/) {
 }  // namespace
 
 std::int32_t inspect_open(fsort_handle handle, std::int32_t argc, const char* const* argv,
-                          InspectedSort* sort) {
+                          InspectedSort* sort, const InputWatch* watch) {
   *sort = InspectedSort{};
-  const std::int32_t status = sort_prepare(handle, {nullptr, nullptr, nullptr, argc, argv, {}});
+  const std::int32_t status = sort_prepare(handle, {nullptr, nullptr, nullptr, argc, argv, {watch, 0}});
   if (status != 0) return status;
   EntryFrame frame;
   if (!instance_enter(handle, frame, EntryKind::plain)) return 1;

@@ -45,6 +45,8 @@ Outcome = collections.namedtuple("Outcome", "status stdout stderr tree")
 def plain(stderr):
     """Standard error without what may differ."""
     lines = TIMING.sub(rb"\g<1>#:##", stderr).split(b"\n")
+    # Notes show names with the separators of the system.
+    lines = [line.replace(b"\\", b"/") if line.startswith(b"fsort: note: ") else line for line in lines]
     for i in range(1, len(lines)):
         text = lines[i].rstrip(b"\r")
         if lines[i - 1].endswith((b":", b":\r")) and text in WINE_TEXTS:

@@ -62,6 +62,13 @@ TEST(Request, ValuesAreLookedAt) {
   EXPECT_EQ(read({"--progress=always"}).request.progress, When::always);
 }
 
+TEST(Request, WhatOnlyASortCanDoIsRefusedElsewhere) {
+  EXPECT_EQ(read({"--verify", "--check"}).wrong, "--verify belongs to a sort, not to --check");
+  EXPECT_EQ(read({"--check", "--complete"}).wrong, "--complete belongs to a sort, not to --check");
+  EXPECT_EQ(read({"--explain", "--atomic"}).wrong, "--atomic belongs to a sort, not to --explain");
+  EXPECT_EQ(read({"--verify", "--atomic", "--complete"}).wrong, "");
+}
+
 TEST(Request, EveryOwnOptionOfTheTableIsTaken) {
   for (const Option& option : all_options()) {
     if (!is_own(option)) continue;
