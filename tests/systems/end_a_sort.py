@@ -31,6 +31,12 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 OLD = b"what was there before\n" * 1000
 
 
+def heed_signals():
+    """In a new process: a shell has its background jobs ignore some, and what they start inherits that."""
+    for number in SIGNALS:
+        signal.signal(number, signal.SIG_DFL)
+
+
 class Campaign:
     def __init__(self, args, folder):
         self.tool, self.folder = args.tool.resolve(), folder
@@ -49,6 +55,7 @@ class Campaign:
         out = [] if way == "stream" else ["-out", str(source if way == "self" else target)]
         command = [self.tool, *(["--atomic"] if way == "atomic" else []), "-q", "-in", str(source), *out,
                    "-m", "1500", "-l", "16", "-w", str(self.work)]
+        options.setdefault("preexec_fn", heed_signals)
         with open(target if way == "stream" else "/dev/null", "wb") as stdout:
             return subprocess.Popen(command, stdout=stdout, stderr=subprocess.PIPE, **options)
 

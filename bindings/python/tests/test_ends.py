@@ -141,8 +141,10 @@ class Interrupts(unittest.TestCase):
         """Runs the program until a work file is there, interrupts it; returns (result, seconds it took)."""
         with tempfile.TemporaryDirectory() as folder:
             program = "import fsort, sys, threading\nfolder = sys.argv[1]\n" + textwrap.dedent(body)
+            # A shell has its background jobs ignore the signal, and what they start inherits that.
             process = subprocess.Popen([sys.executable, "-c", program, folder], stdout=subprocess.PIPE,
-                                       stderr=subprocess.PIPE, text=True)
+                                       stderr=subprocess.PIPE, text=True,
+                                       preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
             self.addCleanup(process.kill)
             limit = time.monotonic() + 30
             while not any(p.name.startswith("wk") for p in pathlib.Path(folder).iterdir()):
