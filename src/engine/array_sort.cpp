@@ -9,7 +9,6 @@
 #include "engine/engine_access.h"
 #include "engine/key_view.h"
 #include "engine/key_word.h"
-#include "engine/output_check.h"
 #include "engine/plan.h"
 #include "engine/prefix_skip.h"
 #include "engine/sink.h"
@@ -431,7 +430,9 @@ WholeText whole_text(const SortState& s, const Sublist& bin, std::int32_t positi
 }
 
 // Puts a whole record where the sink is, from its word. Result: false when it must go another way.
-inline bool put_whole(RecordSink& sink, const WholeText& text, std::uint64_t word) {
+template <bool kChecked>
+inline bool put_whole(RecordSink& sink, const WholeText& text, const ArrayEntry& entry) {
+  const std::uint64_t word = entry.word;
   constexpr std::uint64_t kRoom = 3 * kWordBytes;  // prefix, word, line break
   Stream* const to = sink.window;
   if (to == nullptr || to->cnt < kRoom) return false;
@@ -443,16 +444,7 @@ inline bool put_whole(RecordSink& sink, const WholeText& text, std::uint64_t wor
   to->pos += end + 1;
   to->cnt -= end + 1;
   ++sink.count;
-  return true;
-}
-
-// put_whole with the output checked; `same_front`: the record before was put so, too.
-inline bool put_whole_checked(RecordSink& sink, const WholeText& text, const ArrayEntry& entry,
-                              bool same_front) {
-  if (!put_whole(sink, text, entry.word)) return false;
-  const std::uint32_t n = text.prefix_bytes + word_live(entry.word, WordShape{8, kWordBytes}) + 1;
-  output_check_whole(*sink.check, sort_st(), entry_record(entry), entry.word, same_front);
-  output_check_later(*sink.check, sink.window->ptr, n);
+  if constexpr (kChecked) output_check_later(*sink.check, to->ptr, entry_record(entry), word, end + 1);
   return true;
 }
 
@@ -464,7 +456,6 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
   RecordSink sink = sink_begin();
   std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
   const std::uint8_t* record = entry_record(entries[0]);
-  bool whole_before = false;
   for (std::uint64_t i = 0; i < count; ++i) {
     if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & (kWholeRecord | kSameRecord)) == 0) {
       // An address, not a pointer: a record that -u dropped is null, and the line may lie behind the record.
@@ -473,19 +464,11 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
         __builtin_prefetch(reinterpret_cast<const void*>(ahead + at));
       }
     }
-    if ((entries[i].place & kWholeRecord) != 0) {
-      const bool put = kChecked ? put_whole_checked(sink, text, entries[i], whole_before)
-                                : put_whole(sink, text, entries[i].word);
-      if (put) {
-        whole_before = true;
-        continue;
-      }
-    }
+    if ((entries[i].place & kWholeRecord) != 0 && put_whole<kChecked>(sink, text, entries[i])) continue;
     if (entries[i].place == 0) continue;
-    whole_before = false;
     if ((entries[i].place & kSameRecord) == 0) record = entry_record(entries[i]);
     length = std::min<std::uint32_t>(rec_total_length(record), kMostAhead);
-    sink_put(sink, record);
+    sink_put_if<kChecked>(sink, record);
   }
   sink_end(sink);
 }

@@ -6,7 +6,6 @@
 #include "engine/emit.h"
 
 #include "engine/engine_access.h"
-#include "engine/output_check.h"
 #include "engine/relief.h"
 #include "engine/sink.h"
 #include "keys/record.h"
@@ -81,18 +80,18 @@ void sink_count(RecordSink& sink) {
 void sink_end(RecordSink& sink) {
   sink_count(sink);
   if (sink.check == nullptr) return;
-  if (sink.window != nullptr) output_check_sum(*sink.check, sink.window->ptr);
+  if (sink.window != nullptr) output_check_waiting(*sink.check, sink.window->ptr);
   output_check_keep(*sink.check);
 }
 
-void sink_check(const RecordSink& sink, const std::uint8_t* record, bool put) {
-  OutputCheck& check = *sink.check;
-  const SortState& s = sort_st();
-  const std::uint32_t n = rec_total_length(record) - s.header_bytes;
-  output_check_order(check, s, record);
-  if (put) return output_check_later(check, sink.window->ptr, n);
-  if (sink.window != nullptr) output_check_sum(check, sink.window->ptr);
-  record_sum_add(check.sum, record + s.header_bytes, n);
+void sink_other_way(RecordSink& sink, const std::uint8_t* record) {
+  if (sink.check != nullptr) {
+    if (sink.window != nullptr) output_check_waiting(*sink.check, sink.window->ptr);
+    output_check_record(*sink.check, record);
+  }
+  sink_count(sink);
+  rec_output(record);
+  sink.window = sink_window();  // opened by the first record
 }
 
 void output_sublist(SublistArray* array, std::uint16_t bin, bool unique) {

@@ -13,23 +13,32 @@ struct Environment;
 struct Stack;
 struct ArrayEntry;
 
-// What is known of the records that have left (output_check.h).
-inline constexpr std::uint32_t kUnsummedRecords = 1024;
+inline constexpr std::uint32_t kWaitingRecords = 128;
 
+// A record that has left and is not checked yet.
+struct WaitingRecord {
+  const std::uint8_t* record;
+  std::uint64_t word;         // of a whole record (array_entry.h)
+  std::uint32_t whole_bytes;  // its bytes; 0: it is not one
+};
+
+// What OutputCheck::word is.
+enum WordKind : std::uint8_t { kWordNone = 0, kWordOfKey, kWordOfWhole };
+
+// What is known of the records that have left (output_check.h).
 struct OutputCheck {
   std::uint8_t wanted;       // stays from start to start
   std::uint8_t unique;       // -u: equals must not follow each other
   std::uint32_t directions;  // SortState::descending as it was before the first key turned
   RecordSum sum;             // of the records that left
   std::uint64_t misplaced;   // number, from 1, of the first one that came too late; 0: none did
-  std::uint64_t word;        // first key word of the latest one; valid with word_known
-  std::uint8_t word_known;
+  std::uint64_t word;        // first key word of the latest one, or its word as a whole record
+  WordKind word_kind;
   const std::uint8_t* previous;  // the latest one; null before the first
   std::uint8_t* kept;            // heap block for a copy of it
   std::uint64_t count;           // records looked at
-  std::uint32_t unsummed;  // the latest of them, which lie in the output buffer and are not in `sum` yet
-  std::uint32_t unsummed_bytes;             // what they have there, up to its cursor
-  std::uint16_t lengths[kUnsummedRecords];  // of each
+  std::uint32_t waiting_count;   // records that left behind them
+  WaitingRecord waiting[kWaitingRecords];
 };
 
 // Options and memory plan (driver_init.cpp).

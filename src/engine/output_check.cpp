@@ -15,18 +15,47 @@ namespace {
 
 constexpr std::uint64_t kKeptBytes = std::uint64_t{kMaxTotalLength} + 1;
 
-void misplaced(OutputCheck& check) {
-  if (check.misplaced == 0) check.misplaced = check.count;
-}
+bool descending(const OutputCheck& check) { return (check.directions & 1u) != 0; }
 
-// By all keys. Result: whether `record` may follow the one before it.
-bool may_follow(const OutputCheck& check, const SortState& s, const std::uint8_t* record) {
+// Result: whether `next` may follow the record before it, as far as their words do not tell.
+[[gnu::noinline]] bool may_follow(const OutputCheck& check, const SortState& s, const WaitingRecord& next) {
+  const std::uint8_t* record = next.record;
+  if (check.previous == nullptr) return true;
+  if (next.whole_bytes != 0 && check.word_kind == kWordOfWhole) return check.unique == 0;
   if (record == check.previous) return check.unique == 0;
   const int order = compare_from(s, check.previous, record, 0, 0, check.directions);
   return check.unique != 0 ? order < 0 : order <= 0;
 }
 
-bool descending(const OutputCheck& check) { return (check.directions & 1u) != 0; }
+// Compares each of the records that wait with the one before it. kByRun: that is how the first key is mapped.
+// Result: their bytes, `lengths` those of each.
+template <bool kByRun>
+std::uint64_t check_order(OutputCheck& check, const SortState& s, std::uint16_t* lengths) {
+  const KeyView view = s.keys[0];
+  const std::uint32_t header_bytes = s.header_bytes;
+  const std::uint64_t turn = descending(check) ? ~std::uint64_t{0} : 0;
+  std::uint64_t bytes = 0;
+  for (std::uint32_t i = 0; i < check.waiting_count; ++i) {
+    const WaitingRecord& next = check.waiting[i];
+    WordKind kind = kWordOfWhole;
+    std::uint64_t word = next.word;
+    std::uint32_t n = next.whole_bytes;
+    if (n == 0) {
+      kind = kWordOfKey;
+      word = kByRun ? run_word(view, next.record, 0, 0) : key_word(s, next.record, 0, 0);
+      n = rec_total_length(next.record) - header_bytes;
+    }
+    const bool told = kind == check.word_kind && word != check.word;
+    const bool good = told ? (check.word ^ turn) < (word ^ turn) : may_follow(check, s, next);
+    if (!good && check.misplaced == 0) check.misplaced = check.count + i + 1;
+    check.word = word;
+    check.word_kind = kind;
+    check.previous = next.record;
+    lengths[i] = static_cast<std::uint16_t>(n);
+    bytes += n;
+  }
+  return bytes;
+}
 
 }  // namespace
 
@@ -47,49 +76,27 @@ void output_check_free() {
   check.previous = nullptr;
 }
 
-void output_check_order(OutputCheck& check, const SortState& s, const std::uint8_t* record) {
-  ++check.count;
-  const std::uint64_t word = key_word(s, record, 0, 0);
-  if (check.previous != nullptr) {
-    const bool told = check.word_known != 0 && word != check.word;
-    const bool good = told ? (word < check.word) == descending(check) : may_follow(check, s, record);
-    if (!good) misplaced(check);
-  }
-  check.word = word;
-  check.word_known = 1;
-  check.previous = record;
+void output_check_waiting(OutputCheck& check, const std::uint8_t* cursor) {
+  const std::uint32_t count = check.waiting_count;
+  if (count == 0) return;
+  const SortState& s = sort_st();
+  std::uint16_t lengths[kWaitingRecords];
+  const bool by_run = s.keys[0].mapping == kMapByRun;
+  const std::uint64_t bytes =
+      by_run ? check_order<true>(check, s, lengths) : check_order<false>(check, s, lengths);
+  record_summing().add_row(check.sum, cursor - bytes, lengths, count);
+  check.count += count;
+  check.waiting_count = 0;
 }
 
-void output_check_whole(OutputCheck& check, const SortState& s, const std::uint8_t* record,
-                        std::uint64_t word, bool same_front) {
-  ++check.count;
-  if (check.previous != nullptr) {
-    bool good = false;
-    if (!same_front) {
-      good = may_follow(check, s, record);
-    } else if (word == check.word) {
-      good = check.unique == 0;
-    } else {
-      good = (word < check.word) == descending(check);
-    }
-    if (!good) misplaced(check);
-  }
-  check.word = word;
-  check.word_known = 0;  // not the first of the key
-  check.previous = record;
-}
-
-void output_check_sum(OutputCheck& check, const std::uint8_t* cursor) {
-  const std::uint8_t* data = cursor - check.unsummed_bytes;
-  for (std::uint32_t i = 0; i < check.unsummed; ++i) {
-    record_sum_add(check.sum, data, check.lengths[i]);
-    data += check.lengths[i];
-  }
-  check.unsummed = 0;
-  check.unsummed_bytes = 0;
+void output_check_record(OutputCheck& check, const std::uint8_t* record) {
+  check.waiting[0] = WaitingRecord{record, 0, 0};
+  check.waiting_count = 1;
+  output_check_waiting(check, record + rec_total_length(record));
 }
 
 void output_check_keep(OutputCheck& check) {
+  if (check.word_kind == kWordOfWhole) check.word_kind = kWordNone;  // says nothing in the next bin
   if (check.previous == nullptr || check.previous == check.kept) return;
   std::memcpy(check.kept, check.previous, std::size_t{rec_total_length(check.previous)} + 1);
   check.previous = check.kept;

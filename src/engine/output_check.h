@@ -9,9 +9,11 @@
 // Whole records (array_entry.h) leave without their memory being visited. Two in a row are compared by their
 // words, from which the bytes put out are made one to one, behind key bytes that they share.
 //
-// The sum is taken from the output buffer, many records at a time: while records leave the processor waits
-// for their memory, and must not be kept from asking for that of the next ones. A record that fills the
-// buffer, or goes another way, is summed in record memory.
+// What has left is only noted, and looked at a hundred records at a time, while it is still near the
+// processor: the records as they lie in record memory for their order, the bytes in the output buffer for the
+// sum. While records leave the processor waits for their memory, and must not be kept from asking for that of
+// the next ones; and the loops over many are tight. A record that fills the buffer, or goes another way, is
+// checked in record memory by itself.
 //
 //     sink_begin                   `previous` is the copy of the last record of the sink before, or null
 //     a record, a record, ...      `previous` lies in record memory, which stands still while a sink is open
@@ -31,19 +33,18 @@ namespace fsort {
 void output_check_begin();
 void output_check_free();
 
-// A record is going out: compares it with the one before.
-void output_check_order(OutputCheck& check, const SortState& s, const std::uint8_t* record);
-// The same for a whole record of this word. `same_front`: the one before was one, too, from the same bin.
-void output_check_whole(OutputCheck& check, const SortState& s, const std::uint8_t* record,
-                        std::uint64_t word, bool same_front);
-// Sums the records that wait in front of the cursor of the output buffer.
-void output_check_sum(OutputCheck& check, const std::uint8_t* cursor);
+// Checks the records that wait. `cursor`: the end of their bytes, which lie one record behind the other.
+void output_check_waiting(OutputCheck& check, const std::uint8_t* cursor);
+// Checks one record where it is. Requires: none wait
+void output_check_record(OutputCheck& check, const std::uint8_t* record);
 
-// Notes a record of `n` bytes that was put in front of the cursor.
-inline void output_check_later(OutputCheck& check, const std::uint8_t* cursor, std::uint32_t n) {
-  check.lengths[check.unsummed++] = static_cast<std::uint16_t>(n);
-  check.unsummed_bytes += n;
-  if (check.unsummed == kUnsummedRecords) output_check_sum(check, cursor);
+// Notes a record that was put in front of the cursor of the output buffer. `whole_bytes`: of a whole record,
+// with its word, else 0. Whole records of one sink come from the same bin.
+[[gnu::always_inline]] inline void output_check_later(OutputCheck& check, const std::uint8_t* cursor,
+                                                      const std::uint8_t* record, std::uint64_t word,
+                                                      std::uint32_t whole_bytes) {
+  check.waiting[check.waiting_count++] = WaitingRecord{record, word, whole_bytes};
+  if (check.waiting_count == kWaitingRecords) output_check_waiting(check, cursor);
 }
 
 // Copies the latest record to where it can stay.

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "engine/output_check.h"
 #include "keys/record.h"
 #include "stream/stream.h"
 #include "support/bytes.h"
@@ -27,26 +28,31 @@ struct RecordSink {
 void sink_count(RecordSink& sink);
 // Called when the last record was sent, before its memory may go.
 void sink_end(RecordSink& sink);
-// sink_put's part for outputs that are checked: the record was put into the window, or is to go another way.
-void sink_check(const RecordSink& sink, const std::uint8_t* record, bool put);
+// sink_put's part for a record that the window has no room for. Raises: those of rec_output
+void sink_other_way(RecordSink& sink, const std::uint8_t* record);
 
-// Sends one record out. Raises: those of rec_output
-inline void sink_put(RecordSink& sink, const std::uint8_t* record) {
+// Sends one record out. kChecked: the sink has a check. Always inline: its callers' loops over all records
+// are what an output costs. Raises: those of rec_output
+template <bool kChecked>
+[[gnu::always_inline]] inline void sink_put_if(RecordSink& sink, const std::uint8_t* record) {
   const std::uint32_t length = rec_total_length(record) - sink.header_bytes;
   ++sink.count;
   Stream* const s = sink.window;
   if (s == nullptr || length >= s->cnt) {
-    if (sink.check != nullptr) sink_check(sink, record, false);
-    sink_count(sink);
-    rec_output(record);
-    sink.window = sink_window();  // opened by the first record
+    sink_other_way(sink, record);
     return;
   }
   copy_bytes(s->ptr, record + sink.header_bytes, length);
   s->ptr += length;
   s->pos += length;
   s->cnt -= length;
-  if (sink.check != nullptr) sink_check(sink, record, true);
+  if constexpr (kChecked) output_check_later(*sink.check, s->ptr, record, 0, 0);
+}
+
+// The same where records are few.
+inline void sink_put(RecordSink& sink, const std::uint8_t* record) {
+  if (sink.check != nullptr) return sink_put_if<true>(sink, record);
+  sink_put_if<false>(sink, record);
 }
 
 }  // namespace fsort

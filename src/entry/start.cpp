@@ -41,7 +41,7 @@ void start_prepare(const StartArguments& arguments) {
   e.start_argc = arguments.argc;
   e.start_argv = arguments.argv;
   current_instance->read.watch = arguments.extras.watch;
-  current_instance->record.sum_read = arguments.extras.check;
+  current_instance->record.summing = arguments.extras.check != 0 ? &record_summing() : nullptr;
   current_instance->driver.check.wanted = arguments.extras.check;
   pipe_start(pipe_served(e));
   stack_init(kStackBytes);

@@ -52,7 +52,7 @@ struct FillPlan {
 struct RecordState {
   std::uint64_t records_read;
   RecordSum sum;                 // of the records read, when it is wanted
-  std::uint8_t sum_read;         // it is; stays through rec_init
+  const RecordSumming* summing;  // how; null when it is not. Stays through rec_init
   std::uint8_t byte_class[256];  // kClassBlank, kClassDelimiter
   std::uint8_t missing_fields;   // -mfr
   std::uint8_t column_mode;      // ColumnMode
@@ -86,6 +86,8 @@ void rec_windup(Instance* instance);
 // with a length), "Not enough fields in record", "Field too short", "Numeric field too long" (each after the
 // record's text), and those of fsort_alloc
 [[nodiscard]] std::uint8_t* rec_input();
+// The same, and the record is summed before it is copied. Requires: RecordState::summing
+[[nodiscard]] std::uint8_t* rec_input_summed();
 // The same in memory of the caller's: `record` has room for kMaxTotalLength + 1 bytes and a link in front.
 // Result: false at the end. Raises: as rec_input but for allocation; a record whose keys cannot be filled is
 // in place by then, its length word and data, and the words of the entries before the one at fault.

@@ -17,7 +17,7 @@ class OutputCheckTest : public EngineFixture {
  protected:
   void want() {
     driver().check.wanted = 1;
-    current_instance->record.sum_read = 1;
+    current_instance->record.summing = &record_summing();
   }
   static DriverState& driver() { return current_instance->driver; }
   static bool same_records() {
@@ -26,17 +26,49 @@ class OutputCheckTest : public EngineFixture {
     return in.count == out.count && in.low == out.low && in.high == out.high;
   }
 
-  // Reads the records and checks them in this order, without a sort. Result: number of the misplaced one.
-  std::uint64_t misplaced_in(const Texts& options, const Texts& records) {
+  // Reads the records and puts them out in this order, without a sort; a byte of the first one is `changed`
+  // on its way out. Result: number of the misplaced one.
+  std::uint64_t misplaced_in(const Texts& options, const Texts& records, bool changed = false) {
+    start(options, records);
+    OutputCheck& check = driver().check;
+    std::string out;
+    out.reserve(records.size() * kMostBytes);
+    while (const std::uint8_t* record = rec_input_summed()) {
+      out.append(reinterpret_cast<const char*>(record) + current_instance->sort.header_bytes,
+                 reinterpret_cast<const char*>(record) + rec_total_length(record));
+      if (changed) out[0] = '!';
+      output_check_later(check, cursor_of(out), record, 0, 0);
+    }
+    output_check_waiting(check, cursor_of(out));
+    EXPECT_EQ(check.count, records.size());
+    return check.misplaced;
+  }
+
+  // The same for whole records of these words.
+  std::uint64_t misplaced_in_words(const Texts& options, const std::vector<std::uint64_t>& words) {
+    const Texts records(words.size(), "a\n");
+    start(options, records);
+    const std::string out = "a\na\na\n";
+    OutputCheck& check = driver().check;
+    for (const std::uint64_t word : words)
+      output_check_later(check, cursor_of(out), rec_input_summed(), word, 2);
+    output_check_waiting(check, cursor_of(out));
+    EXPECT_TRUE(same_records());
+    return check.misplaced;
+  }
+
+ private:
+  static constexpr std::size_t kMostBytes = 200;
+
+  void start(const Texts& options, const Texts& records) {
     want();
     RecordsInOut::in = records;
+    RecordsInOut::next = 0;
     EXPECT_EQ(init(options), 0) << shown();
     EXPECT_TRUE(stk_push(driver().data_stack));
-    while (const std::uint8_t* record = rec_input()) {
-      output_check_order(driver().check, current_instance->sort, record);
-    }
-    EXPECT_EQ(driver().check.count, records.size());
-    return driver().check.misplaced;
+  }
+  static const std::uint8_t* cursor_of(const std::string& out) {
+    return reinterpret_cast<const std::uint8_t*>(out.data()) + out.size();
   }
 };
 
@@ -111,50 +143,38 @@ TEST_F(OutputCheckTest, TellsEqualKeysWhereOneOfEachIsWanted) {
   EXPECT_EQ(misplaced_in({"-u"}, {"a\n", "b\n", "b\n"}), 3u);
 }
 
-TEST(RecordSumTest, DoesNotDependOnTheOrder) {
-  RecordSum one{};
-  RecordSum two{};
-  const std::string a = "first";
-  const std::string b(100, 'b');
-  const auto add = [](RecordSum& sum, const std::string& text) {
-    record_sum_add(sum, reinterpret_cast<const std::uint8_t*>(text.data()),
-                   static_cast<std::uint32_t>(text.size()));
-  };
-  add(one, a);
-  add(one, b);
-  add(two, b);
-  add(two, a);
-  EXPECT_EQ(one.low, two.low);
-  EXPECT_EQ(one.high, two.high);
-  EXPECT_EQ(one.count, 2u);
+TEST_F(OutputCheckTest, TellsAMisplacedRecordBehindManyThatWereCheckedBefore) {
+  Texts records;
+  for (std::uint32_t i = 0; i < 3 * kWaitingRecords; ++i) records.push_back(std::to_string(10000 + i) + "\n");
+  std::swap(records[kWaitingRecords - 1], records[kWaitingRecords]);
+  EXPECT_EQ(misplaced_in({}, records), kWaitingRecords + 1);
 }
 
-TEST(RecordSumTest, ChangesWithEveryBitOfARecordOfAnyLengthAndWithTheLength) {
-  for (std::uint32_t n = 0; n <= 130; ++n) {
-    const std::string text = pattern_bytes(n + 1);
-    std::string bytes = text;
-    auto* data = reinterpret_cast<std::uint8_t*>(bytes.data());
-    RecordSum right{};
-    record_sum_add(right, data, n);
-    for (std::uint32_t bit = 0; bit < 8 * n; ++bit) {
-      data[bit / 8] ^= static_cast<std::uint8_t>(1u << bit % 8);
-      RecordSum wrong{};
-      record_sum_add(wrong, data, n);
-      EXPECT_TRUE(wrong.low != right.low && wrong.high != right.high) << n << " bytes, bit " << bit;
-      data[bit / 8] ^= static_cast<std::uint8_t>(1u << bit % 8);
-    }
-    RecordSum longer{};
-    record_sum_add(longer, data, n + 1);
-    EXPECT_NE(longer.low, right.low) << n;
-  }
+TEST_F(OutputCheckTest, FindsTheRecordsReadInTheBytesPutOut) {
+  EXPECT_EQ(misplaced_in({}, {"a\n", "b\n", "c\n"}), 0u);
+  EXPECT_TRUE(same_records());
 }
 
-TEST(RecordSumTest, TwoEqualRecordsAreNotTheSameAsNone) {
-  RecordSum sum{};
-  const std::uint8_t data[] = {1, 2, 3};
-  record_sum_add(sum, data, 3);
-  record_sum_add(sum, data, 3);
-  EXPECT_TRUE(sum.low != 0 && sum.high != 0);
+TEST_F(OutputCheckTest, SumsTheBytesPutOutAndNotTheRecords) {
+  EXPECT_EQ(misplaced_in({}, {"a\n", "b\n", "c\n"}, true), 0u);
+  EXPECT_FALSE(same_records());
+}
+
+// Whole records (array_entry.h): their words are all that is looked at.
+TEST_F(OutputCheckTest, TakesWholeRecordsInTheOrderOfTheirWords) {
+  EXPECT_EQ(misplaced_in_words({}, {5, 5, 7}), 0u);
+}
+
+TEST_F(OutputCheckTest, TellsAWholeRecordThatComesTooLateByItsWord) {
+  EXPECT_EQ(misplaced_in_words({}, {5, 7, 6}), 3u);
+}
+
+TEST_F(OutputCheckTest, TellsADescendingWholeRecordThatAscends) {
+  EXPECT_EQ(misplaced_in_words({"-i"}, {7, 6, 7}), 3u);
+}
+
+TEST_F(OutputCheckTest, TellsEqualWholeRecordsWhereOneOfEachIsWanted) {
+  EXPECT_EQ(misplaced_in_words({"-u"}, {5, 7, 7}), 3u);
 }
 
 }  // namespace
