@@ -153,6 +153,7 @@ static_assert(offsetof(RecordSum, high) == offsetof(RecordSum, low) + 8);
 const RecordSumming kSumByRounds{add_by_rounds, add_row_by_rounds};
 
 const RecordSumming& record_summing() {
+  __builtin_cpu_init();  // a library may be asked before the constructors of its run-time have run
   return __builtin_cpu_supports("aes") != 0 ? kSumByRounds : kSumByProducts;
 }
 #else
