@@ -1,6 +1,7 @@
 // The texts of progress: numbers, the line, the summary. See progress.h.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -58,7 +59,7 @@ std::uint64_t seconds_left(const ProgressState& p) {
   if (done <= 0) return 0;
   const auto passed = static_cast<double>(writing ? p.writing_milliseconds : p.milliseconds);
   const double left = passed / done * (writing ? 1 - done : 2 - done);
-  return static_cast<std::uint64_t>(left / kSecond + 0.5);
+  return static_cast<std::uint64_t>(std::llround(left / kSecond));
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ std::string make_beside(const std::string& target, bool is_private) {
   const std::string start = folder == std::string::npos ? "" : target.substr(0, folder + 1);
   const std::string own = start + ".fsort-" + std::to_string(fsort::kSystemOs.get_current_thread_id()) + "-";
   for (int i = 1; i <= kMostTries; ++i) {
-    const std::string name = own + std::to_string(i) + ".tmp";
+    std::string name = own + std::to_string(i) + ".tmp";
     if (fsort::program_make_new(name.c_str(), is_private)) return name;
     if (fsort::kSystemOs.get_last_error() != fsort::kErrorFileExists) break;
   }

@@ -123,7 +123,8 @@ using Block = __m128i;
 
 [[gnu::target("aes"), gnu::always_inline]] inline void add_number(RecordSum& sum, Block number) {
   auto* halves = reinterpret_cast<Block*>(&sum.low);
-  _mm_storeu_si128(halves, _mm_add_epi64(_mm_loadu_si128(halves), number));
+  _mm_storeu_si128(halves,
+                   _mm_add_epi64(_mm_loadu_si128(halves), number));  // NOLINT(portability-simd-intrinsics)
 }
 
 [[gnu::target("aes")]] void add_by_rounds(RecordSum& sum, const std::uint8_t* data, std::uint32_t n) {
@@ -135,7 +136,7 @@ using Block = __m128i;
                                               const std::uint16_t* lengths, std::uint32_t count) {
   Block total = _mm_setzero_si128();
   for (std::uint32_t i = 0; i < count; ++i) {
-    total = _mm_add_epi64(total, number_by_rounds(data, lengths[i]));
+    total = _mm_add_epi64(total, number_by_rounds(data, lengths[i]));  // NOLINT(portability-simd-intrinsics)
     data += lengths[i];
   }
   add_number(sum, total);

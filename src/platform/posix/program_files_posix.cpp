@@ -59,10 +59,12 @@ bool take_over(int fd, const struct stat& old) {
 
 void sync_folder(const char* path) {
   PathText folder;
-  std::strcpy(folder.text, path);
+  const std::size_t length = std::strlen(path);
+  if (length >= sizeof folder.text) return;
+  std::memcpy(folder.text, path, length + 1);
   char* slash = std::strrchr(folder.text, '/');
   if (slash == nullptr) {
-    std::strcpy(folder.text, ".");
+    std::memcpy(folder.text, ".", 2);
   } else {
     slash[slash == folder.text ? 1 : 0] = 0;
   }

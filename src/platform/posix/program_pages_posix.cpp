@@ -27,7 +27,8 @@ bool program_page(const char* text) {
   if (isatty(STDOUT_FILENO) == 0) return false;
   // A reader who has seen enough closes the pipe: that ends the text, not the program.
   const auto old = std::signal(SIGPIPE, SIG_IGN);
-  std::FILE* pager = popen(pager_command(), "w");
+  // A pager is named by a shell's command, as everywhere; it comes from the user's own environment.
+  std::FILE* pager = popen(pager_command(), "w");  // NOLINT(cert-env33-c)
   bool shown = false;
   if (pager != nullptr) {
     std::fputs(text, pager);
