@@ -13,7 +13,7 @@ struct Environment;
 struct Stack;
 struct ArrayEntry;
 
-inline constexpr std::uint32_t kWaitingRecords = 128;
+inline constexpr std::uint32_t kWaitingRecords = 32;
 
 // A record that has left and is not checked yet.
 struct WaitingRecord {

@@ -9,7 +9,7 @@
 // Whole records (array_entry.h) leave without their memory being visited. Two in a row are compared by their
 // words, from which the bytes put out are made one to one, behind key bytes that they share.
 //
-// What has left is only noted, and looked at a hundred records at a time, while it is still near the
+// What has left is only noted, and looked at some tens of records at a time, while it is still near the
 // processor: the records as they lie in record memory for their order, the bytes in the output buffer for the
 // sum. While records leave the processor waits for their memory, and must not be kept from asking for that of
 // the next ones; and the loops over many are tight. A record that fills the buffer, or goes another way, is
