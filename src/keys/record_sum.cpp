@@ -88,7 +88,7 @@ void add_row_by_products(RecordSum& sum, const std::uint8_t* data, const std::ui
 
 #if defined(__x86_64__)
 
-using Block = __m128i;
+using Block = __m128i;  // two numbers of 64 bits where it is added
 
 [[gnu::target("aes"), gnu::always_inline]] inline Block load_block(const std::uint8_t* data) {
   return _mm_loadu_si128(reinterpret_cast<const Block*>(data));
@@ -123,8 +123,7 @@ using Block = __m128i;
 
 [[gnu::target("aes"), gnu::always_inline]] inline void add_number(RecordSum& sum, Block number) {
   auto* halves = reinterpret_cast<Block*>(&sum.low);
-  _mm_storeu_si128(halves,
-                   _mm_add_epi64(_mm_loadu_si128(halves), number));  // NOLINT(portability-simd-intrinsics)
+  _mm_storeu_si128(halves, _mm_loadu_si128(halves) + number);
 }
 
 [[gnu::target("aes")]] void add_by_rounds(RecordSum& sum, const std::uint8_t* data, std::uint32_t n) {
@@ -136,7 +135,7 @@ using Block = __m128i;
                                               const std::uint16_t* lengths, std::uint32_t count) {
   Block total = _mm_setzero_si128();
   for (std::uint32_t i = 0; i < count; ++i) {
-    total = _mm_add_epi64(total, number_by_rounds(data, lengths[i]));  // NOLINT(portability-simd-intrinsics)
+    total += number_by_rounds(data, lengths[i]);
     data += lengths[i];
   }
   add_number(sum, total);
