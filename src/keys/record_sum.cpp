@@ -88,7 +88,8 @@ void add_row_by_products(RecordSum& sum, const std::uint8_t* data, const std::ui
 
 #if defined(__x86_64__)
 
-using Block = __m128i;  // two numbers of 64 bits where it is added
+using Block = __m128i;
+using Halves [[gnu::vector_size(16)]] = std::uint64_t;  // a block to be added: unsigned, it may wrap
 
 [[gnu::target("aes"), gnu::always_inline]] inline Block load_block(const std::uint8_t* data) {
   return _mm_loadu_si128(reinterpret_cast<const Block*>(data));
@@ -121,9 +122,13 @@ using Block = __m128i;  // two numbers of 64 bits where it is added
   return _mm_aesenc_si128(a, key_block(kSumKeys[1], kSumKeys[6]));
 }
 
+[[gnu::target("aes"), gnu::always_inline]] inline Block add_halves(Block a, Block b) {
+  return reinterpret_cast<Block>(reinterpret_cast<Halves>(a) + reinterpret_cast<Halves>(b));
+}
+
 [[gnu::target("aes"), gnu::always_inline]] inline void add_number(RecordSum& sum, Block number) {
   auto* halves = reinterpret_cast<Block*>(&sum.low);
-  _mm_storeu_si128(halves, _mm_loadu_si128(halves) + number);
+  _mm_storeu_si128(halves, add_halves(_mm_loadu_si128(halves), number));
 }
 
 [[gnu::target("aes")]] void add_by_rounds(RecordSum& sum, const std::uint8_t* data, std::uint32_t n) {
@@ -135,7 +140,7 @@ using Block = __m128i;  // two numbers of 64 bits where it is added
                                               const std::uint16_t* lengths, std::uint32_t count) {
   Block total = _mm_setzero_si128();
   for (std::uint32_t i = 0; i < count; ++i) {
-    total += number_by_rounds(data, lengths[i]);
+    total = add_halves(total, number_by_rounds(data, lengths[i]));
     data += lengths[i];
   }
   add_number(sum, total);
