@@ -103,7 +103,7 @@ def wine_lost_it(native, windows):
     said = windows.stderr.replace(b"\r", b"").strip()
     if any(text in said for text in WINE_FAILURES):
         return windows.status == 1
-    return windows.status == 1 and native.status != 1 and not said
+    return windows.status == 1 and not said and (native.status != 1 or native.stderr.strip() != b"")
 
 
 def run_windows(case, args, plan, folder, native):
