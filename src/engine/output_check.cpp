@@ -13,7 +13,9 @@ namespace fsort {
 
 namespace {
 
-constexpr std::uint64_t kKeptBytes = std::uint64_t{kMaxTotalLength} + 1;
+// Words of a short record are read from its end backwards (record_word), which in record memory is the link.
+constexpr std::uint64_t kBytesInFront = 8;
+constexpr std::uint64_t kKeptBytes = kBytesInFront + kMaxTotalLength + 1;
 
 bool descending(const OutputCheck& check) { return (check.directions & 1u) != 0; }
 
@@ -97,9 +99,10 @@ void output_check_record(OutputCheck& check, const std::uint8_t* record) {
 
 void output_check_keep(OutputCheck& check) {
   if (check.word_kind == kWordOfWhole) check.word_kind = kWordNone;  // says nothing in the next bin
-  if (check.previous == nullptr || check.previous == check.kept) return;
-  std::memcpy(check.kept, check.previous, std::size_t{rec_total_length(check.previous)} + 1);
-  check.previous = check.kept;
+  std::uint8_t* const copy = check.kept + kBytesInFront;
+  if (check.previous == nullptr || check.previous == copy) return;
+  std::memcpy(copy, check.previous, std::size_t{rec_total_length(check.previous)} + 1);
+  check.previous = copy;
 }
 
 }  // namespace fsort
