@@ -72,9 +72,10 @@ struct DriverState {
 
 // How the classes of several key bytes are found at once (key_word.h).
 enum KeyMapping : std::uint8_t {
-  kMapByBytes,  // they are not: walked backwards, or an end that no byte marks
-  kMapByTable,  // byte by byte out of one load
-  kMapByRun,    // most of the table is one run of bytes in ascending order: all at once
+  kMapByBytes,   // they are not: walked backwards, or an end that no byte marks
+  kMapByTable,   // byte by byte out of one load
+  kMapByRun,     // most of the table is one run of bytes in ascending order: all at once
+  kMapBySpread,  // each of the 256 bytes is a class of its own, in ascending order: all at once
 };
 
 // What the hot loops need of one key, gathered once a sort (key_view.h).

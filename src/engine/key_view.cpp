@@ -48,9 +48,18 @@ bool is_one_to_one(const KeyView& view) {
   return true;
 }
 
-void choose_mapping(KeyView& view) {
+bool is_all_bytes(const KeyView& view) {
+  for (unsigned b = 0; b < kBytes; ++b) {
+    if (view.value[b] != b + 1) return false;
+  }
+  return true;
+}
+
+// `open_start`: the key begins at its field's last byte, in front of the record's data where there is none.
+void choose_mapping(KeyView& view, bool open_start) {
   view.one_to_one = is_one_to_one(view) ? 1 : 0;
   view.mapping = kMapByBytes;
+  if (view.step > 0 && !open_start && is_all_bytes(view)) view.mapping = kMapBySpread;
   if (view.step < 0 || view.bounded != 0 || view.max_class > 254) return;
   view.mapping = kMapByTable;
   find_run(view);
@@ -67,9 +76,12 @@ KeyView view_of(const KeyEntry& entry) {
   const bool unmarked_end =
       entry.sequence->bounded != 0 || entry.direction == kBackward || entry.start == kOpenStart;
   view.bounded = !in_header && unmarked_end ? 1 : 0;
-  choose_mapping(view);
+  choose_mapping(view, entry.start == kOpenStart);
   return view;
 }
+
+// True when eight values of the key make a word.
+bool maps_to_bytes(const KeyView& view) { return view.mapping == kMapByTable || view.mapping == kMapByRun; }
 
 // True when the words of key `k` may go on with key k + 1: the two run in the same direction whatever the
 // keys do that govern them, and their values are equally wide.
@@ -77,7 +89,7 @@ bool spans_next(const SortState& s, std::uint32_t k) {
   if (k + 1u >= s.key_count) return false;
   const KeyView& view = s.keys[k];
   const KeyView& next = s.keys[k + 1];
-  if (view.mapping == kMapByBytes || next.mapping == kMapByBytes) return false;
+  if (!maps_to_bytes(view) || !maps_to_bytes(next)) return false;
   if (view.governed != 0 || next.governed != 0) return false;
   const auto differ = [k](std::uint32_t mask) { return ((mask >> k ^ mask >> (k + 1)) & 1u) != 0; };
   for (std::uint32_t i = 0; i < s.key_count; ++i) {

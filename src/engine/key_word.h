@@ -12,10 +12,15 @@
 //   less the run's start  65  34  67  234  ..        beyond the run: the key has ended, or it takes the table
 //   word                  67  36  69   0   0 ...
 //
+// The table of all bytes as they are, the one of binary keys, is no run in this sense: its values need nine
+// bits, and its keys end with their column or with the record. Seven bytes of one load are moved apart
+// instead.
+//
 // Safety: nothing outside the record is read. A load that would reach over the record's end is one that ends
 // there instead, shifted; a record is longer than a word together with its link.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -28,6 +33,7 @@ namespace fsort {
 
 inline constexpr std::uint32_t kWordBits = 64;
 inline constexpr std::uint32_t kWordBytes = 8;
+inline constexpr std::uint32_t kSpreadValues = 7;  // of nine bits
 inline constexpr std::uint64_t kEveryByte = 0x0101010101010101;
 inline constexpr std::uint64_t kTopBits = kEveryByte << 7;
 
@@ -105,6 +111,21 @@ struct WordShape {
   return (distance & live) + (values & live);
 }
 
+// Values of the first `live` bytes, at most seven, by the table of all bytes as they are. Each byte
+// moves right by its place and one more, in steps of 4, 2 and 1, so that one bit is free in front of it:
+//
+//   | 0 | 1 | 2 | 3 | 4 | 5 | 6 | - |    ->    |_0 |_1 |_2 |_3 |_4 |_5 |_6 |-|
+[[nodiscard]] inline std::uint64_t map_by_spread(std::uint64_t bytes, std::uint32_t live) {
+  constexpr std::uint64_t kLastHalf = 0x00000000FFFFFF00;  // bytes 4, 5, 6
+  constexpr std::uint64_t kOddPairs = 0x0000FFFF00000FF0;  // then bytes 2, 3 and 6
+  constexpr std::uint64_t kOddBytes = 0x00FF003FC00FF000;  // then bytes 1, 3 and 5
+  constexpr std::uint64_t kOneEach = 0x0080402010080402;   // a value is its byte and one
+  std::uint64_t word = (bytes & ~(kLastHalf | 0xFF)) | (bytes & kLastHalf) >> 4;
+  word = (word & ~kOddPairs) | (word & kOddPairs) >> 2;
+  word = (word & ~kOddBytes) | (word & kOddBytes) >> 1;
+  return ((word >> 1) + kOneEach) & ~(~std::uint64_t{0} >> 9 * live);
+}
+
 // The word of a key that is mapped by its run, from `position` on. The view is given by value, so that a loop
 // over many records keeps what it needs of it at hand.
 [[nodiscard, gnu::always_inline]] inline std::uint64_t run_word(const KeyView view,
@@ -127,6 +148,12 @@ struct WordShape {
   if (view.mapping == kMapByBytes) return key_word_by_bytes(s, record, key, position);
   const auto at = static_cast<std::uint32_t>(rec_key_offset(record, key) + position);
   const std::uint64_t bytes = record_word(record, at);
+  if (view.mapping == kMapBySpread) {
+    const std::uint32_t end = rec_total_length(record);
+    const std::uint32_t in_record = at < end ? end - at : 0;
+    const std::uint32_t in_key = view.length - static_cast<std::uint32_t>(position);
+    return map_by_spread(bytes, std::min({in_record, in_key, kSpreadValues}));
+  }
   const std::uint64_t word =
       view.mapping == kMapByRun ? map_by_run(bytes, view) : map_by_table(bytes, view.value);
   return word_front(word, view.length - static_cast<std::uint32_t>(position));

@@ -91,6 +91,28 @@ TEST_F(KeyWords, OfTheDefaultTableAreItsValuesUpToTheFirstByteWithoutAClass) {
 TEST_F(KeyWords, OfATableOfAllBytesHoldSevenValues) {
   EXPECT_GT(check_all({"-k", "0-255"}, random_lines("a\xff\xfe b\x01", 20)), 1000);
 }
+TEST_F(KeyWords, OfATableOfAllBytesEndWithTheColumnAndWithTheRecord) {
+  const std::string bytes("\x00\x01\x7f\x80\xff", 5);
+  EXPECT_GT(check_all({"-k", "0-255", "-c", "0-6"}, random_lines(bytes, 20)), 1000);
+  EXPECT_GT(check_all({"-mcf", "-k", "0-255", "-c", "1-9"}, random_lines(bytes, 14)), 1000);
+  EXPECT_GT(
+      check_all({"-mcf", "-k", "0-255", "-c", "3-3", "-k", "0-255", "-c", "0-1"}, random_lines(bytes, 6)),
+      500);
+  static_cast<void>(records_of({"-mcf", "-k", "0-255", "-c", "1-9", "-k", "0-255", "-c", "0-1"}, {}));
+  EXPECT_EQ(state().keys[0].mapping, kMapBySpread);
+  EXPECT_EQ(state().keys[0].spans, 0) << "values of nine bits";
+}
+TEST_F(KeyWords, OfATableOfAllBytesThatMayBeginInFrontOfTheRecordLookAtEachByte) {
+  EXPECT_GT(check_all({"-mcf", "-k", "0-255", "(", "-c", "-", ")", "-f", "0"}, random_lines("ab\xff", 4)),
+            100);
+  static_cast<void>(records_of({"-mcf", "-k", "0-255", "(", "-c", "-", ")", "-f", "0"}, {}));
+  EXPECT_EQ(state().keys[0].mapping, kMapByBytes);
+}
+TEST_F(KeyWords, OfAllBytesButInAnotherOrderLookAtEachByte) {
+  EXPECT_GT(check_all({"-k", "'a'", "0-96", "98-255"}, random_lines("ab\xff", 20)), 1000);
+  static_cast<void>(records_of({"-k", "'a'", "0-96", "98-255"}, {}));
+  EXPECT_EQ(state().keys[0].mapping, kMapByBytes);
+}
 TEST_F(KeyWords, OfATableThatFoldsCaseAreThoseOfTheTable) {
   EXPECT_GT(check_all({"-k", "'a'-'z'", "-r", "'A'-'Z'"}, random_lines("abcABCzZ-", 20)), 1000);
 }
