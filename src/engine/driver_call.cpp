@@ -55,7 +55,7 @@ int run(Nothing& /*none*/) {
   push_or_fail(d.data_stack);
   d.frame_floor = stk_frames(d.data_stack) - 1;
   d.reading_input = 1;
-  distribute(rec_state().summing != nullptr ? rec_input_summed : rec_input, d.record_count);
+  distribute(rec_input_of_sort(), d.record_count);
   d.reading_input = 0;
   d.data_left = 0;
   tsort();

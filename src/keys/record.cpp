@@ -2,7 +2,7 @@
 //
 // rec_init      options, then the key table, then every mark that the sequence tables get, then their classes
 // rec_input     one record a call: input function, allocation, one copy of the data, header
-// rec_input_summed  the same for a sort whose output is compared with its input
+// rec_input_of_sort  that, or the one that sums the records of a sort whose output is compared with its input
 // rec_input_into  the same in the caller's memory, for who only looks at records
 // rec_output    the data part to the output function
 // rec_windup    the field arrays
@@ -21,6 +21,7 @@
 #include "keys/key_parse.h"
 #include "keys/keys_access.h"
 #include "keys/rec_fill.h"
+#include "keys/record_sum_steps.h"
 #include "platform/heap.h"
 #include "support/exit.h"
 #include "support/osdll.h"
@@ -115,21 +116,35 @@ void store_header(std::uint8_t* record, const FillPlan& plan, std::uint32_t tota
   }
 }
 
-// One record a call is what reading costs: a sort without a sum does not even ask for it.
-template <bool kSummed>
-[[gnu::always_inline]] inline std::uint8_t* read_record() {
-  const std::uint8_t* data = nullptr;
-  const std::uint32_t data_bytes = next_data(&data);
-  if (data_bytes == 0) return nullptr;
+// The record of the data that was read.
+[[gnu::always_inline]] inline std::uint8_t* make_record(const std::uint8_t* data, std::uint32_t data_bytes) {
   RecordState& s = rec_st();
   ++s.records_read;
-  if constexpr (kSummed) s.summing->add(s.sum, data, data_bytes);
   const std::uint32_t header_bytes = s.plan.header_bytes;
   std::uint8_t* record = fsort_alloc(std::uint64_t{header_bytes} + data_bytes + 1);
   build_record(record, s.plan, header_bytes, data, data_bytes);
   record[header_bytes - 1] = data_frame_number();
   return record;
 }
+
+std::uint8_t* input_summed() {
+  const std::uint8_t* data = nullptr;
+  const std::uint32_t data_bytes = next_data(&data);
+  if (data_bytes == 0) return nullptr;
+  RecordState& s = rec_st();
+  s.summing->add(s.sum, data, data_bytes);
+  return make_record(data, data_bytes);
+}
+
+#if defined(__x86_64__)
+[[gnu::target("aes")]] std::uint8_t* input_summed_by_rounds() {
+  const std::uint8_t* data = nullptr;
+  const std::uint32_t data_bytes = next_data(&data);
+  if (data_bytes == 0) return nullptr;
+  sum_add_by_rounds(rec_st().sum, data, data_bytes);
+  return make_record(data, data_bytes);
+}
+#endif
 
 }  // namespace
 
@@ -165,9 +180,20 @@ void rec_init(std::int32_t argc, const char** argv) {
 
 void rec_windup(Instance* instance) { release_arrays(instance->record); }
 
-std::uint8_t* rec_input() { return read_record<false>(); }
+std::uint8_t* rec_input() {
+  const std::uint8_t* data = nullptr;
+  const std::uint32_t data_bytes = next_data(&data);
+  return data_bytes == 0 ? nullptr : make_record(data, data_bytes);
+}
 
-std::uint8_t* rec_input_summed() { return read_record<true>(); }
+RecordInput rec_input_of_sort() {
+  const RecordSumming* const summing = rec_st().summing;
+  if (summing == nullptr) return rec_input;
+#if defined(__x86_64__)
+  if (summing == &kSumByRounds) return input_summed_by_rounds;
+#endif
+  return input_summed;
+}
 
 bool rec_input_into(std::uint8_t* record) {
   const std::uint8_t* data = nullptr;

@@ -86,8 +86,10 @@ void rec_windup(Instance* instance);
 // with a length), "Not enough fields in record", "Field too short", "Numeric field too long" (each after the
 // record's text), and those of fsort_alloc
 [[nodiscard]] std::uint8_t* rec_input();
-// The same, and the record is summed before it is copied. Requires: RecordState::summing
-[[nodiscard]] std::uint8_t* rec_input_summed();
+using RecordInput = std::uint8_t* (*)();
+// rec_input, or the same with every record summed before it is copied, when RecordState::summing says so: one
+// record a call is what reading costs, and a sort without a sum does not even ask for it.
+[[nodiscard]] RecordInput rec_input_of_sort();
 // The same in memory of the caller's: `record` has room for kMaxTotalLength + 1 bytes and a link in front.
 // Result: false at the end. Raises: as rec_input but for allocation; a record whose keys cannot be filled is
 // in place by then, its length word and data, and the words of the entries before the one at fault.

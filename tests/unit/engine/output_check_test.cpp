@@ -33,7 +33,7 @@ class OutputCheckTest : public EngineFixture {
     OutputCheck& check = driver().check;
     std::string out;
     out.reserve(records.size() * kMostBytes);
-    while (const std::uint8_t* record = rec_input_summed()) {
+    while (const std::uint8_t* record = rec_input_of_sort()()) {
       out.append(reinterpret_cast<const char*>(record) + current_instance->sort.header_bytes,
                  reinterpret_cast<const char*>(record) + rec_total_length(record));
       if (changed) out[0] = '!';
@@ -51,7 +51,7 @@ class OutputCheckTest : public EngineFixture {
     const std::string out = "a\na\na\n";
     OutputCheck& check = driver().check;
     for (const std::uint64_t word : words)
-      output_check_later(check, cursor_of(out), rec_input_summed(), word, 2);
+      output_check_later(check, cursor_of(out), rec_input_of_sort()(), word, 2);
     output_check_waiting(check, cursor_of(out));
     EXPECT_TRUE(same_records());
     return check.misplaced;
