@@ -12,6 +12,7 @@ namespace fsort {
 struct Environment;
 struct Stack;
 struct ArrayEntry;
+struct CheckRoom;
 
 inline constexpr std::uint32_t kWaitingRecords = 32;
 
@@ -22,23 +23,17 @@ struct WaitingRecord {
   std::uint32_t whole_bytes;  // its bytes; 0: it is not one
 };
 
-// What OutputCheck::word is.
-enum WordKind : std::uint8_t { kWordNone = 0, kWordOfKey, kWordOfWhole };
-
 // What is known of the records that have left (output_check.h).
 struct OutputCheck {
-  std::uint8_t wanted;       // stays from start to start
-  std::uint8_t unique;       // -u: equals must not follow each other
-  std::uint32_t directions;  // SortState::descending as it was before the first key turned
-  RecordSum sum;             // of the records that left
-  std::uint64_t misplaced;   // number, from 1, of the first one that came too late; 0: none did
-  std::uint64_t word;        // first key word of the latest one, or its word as a whole record
-  WordKind word_kind;
-  const std::uint8_t* previous;  // the latest one; null before the first
-  std::uint8_t* kept;            // heap block for a copy of it
-  std::uint64_t count;           // records looked at
-  std::uint32_t waiting_count;   // records that left behind them
-  WaitingRecord waiting[kWaitingRecords];
+  std::uint8_t wanted;          // stays from start to start
+  std::uint8_t unique;          // -u: equals must not follow each other
+  RecordSum sum;                // of the records that left
+  std::uint64_t misplaced;      // number, from 1, of the first one that came too late; 0: none did
+  std::uint64_t count;          // records looked at
+  CheckRoom* room;              // heap block; null when nothing is checked
+  std::uint32_t waiting_count;  // records that left behind them
+  // The latest one that was looked at, whose record is null before the first, then those that wait.
+  WaitingRecord waiting[1 + kWaitingRecords];
 };
 
 // Options and memory plan (driver_init.cpp).

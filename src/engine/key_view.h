@@ -61,4 +61,11 @@ void ikey(std::uint16_t key);
   return upper == descending;
 }
 
+// The directions in force behind a governing key whose class value is `value`; `directions` are those before.
+[[nodiscard]] inline std::uint32_t directions_behind(const SortState& s, std::uint32_t key,
+                                                     std::uint32_t directions, std::uint16_t value) {
+  const bool turned = leaves_first(s.keys[key], value, (directions >> key & 1u) != 0);
+  return s.keys[key].governed != 0 && turned ? directions ^ s.invert_mask[key] : directions;
+}
+
 }  // namespace fsort

@@ -1,10 +1,11 @@
 // Checking the output while it is written: each record against the one in front of it, and all of them
 // against what was read.
 //
-// The order is that of compare_from over all keys, with the directions that the command line gave, on the
-// offsets that the records carry: what the passes, bins and words of the sort were built to bring about, by
-// another way. Most neighbours differ in the first word of their first key; that word of the latest record is
-// kept, so the record itself is looked at again only when the words are equal.
+// The order is that of all keys, with the directions that the command line gave, on the offsets that the
+// records carry, by the bytes of the keys (neighbours.h): what the passes, bins and words of the sort were
+// built to bring about, by another way. Mostly the first key tells two neighbours apart, or the digits behind
+// a sign that is the same in both; that key has a loop of its own, and all else is asked one key after the
+// other.
 //
 // Whole records (array_entry.h) leave without their memory being visited. Two in a row are compared by their
 // words, from which the bytes put out are made one to one, behind key bytes that they share.
@@ -15,8 +16,8 @@
 // the next ones; and the loops over many are tight. A record that fills the buffer, or goes another way, is
 // checked in record memory by itself.
 //
-//     sink_begin                   `previous` is the copy of the last record of the sink before, or null
-//     a record, a record, ...      `previous` lies in record memory, which stands still while a sink is open
+//     sink_begin                   waiting[0] is the copy of the last record of the sink before, or null
+//     a record, a record, ...      waiting[0] lies in record memory, which stands still while a sink is open
 //     sink_end                     the last one is copied: its memory may go
 //
 // Nothing here raises but output_check_begin. What was found is looked at when the sort is over.
@@ -43,7 +44,7 @@ void output_check_record(OutputCheck& check, const std::uint8_t* record);
 [[gnu::always_inline]] inline void output_check_later(OutputCheck& check, const std::uint8_t* cursor,
                                                       const std::uint8_t* record, std::uint64_t word,
                                                       std::uint32_t whole_bytes) {
-  check.waiting[check.waiting_count++] = WaitingRecord{record, word, whole_bytes};
+  check.waiting[++check.waiting_count] = WaitingRecord{record, word, whole_bytes};
   if (check.waiting_count == kWaitingRecords) output_check_waiting(check, cursor);
 }
 

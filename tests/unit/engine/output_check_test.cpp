@@ -44,6 +44,21 @@ class OutputCheckTest : public EngineFixture {
     return check.misplaced;
   }
 
+  // Each record leaves by itself, its memory goes when the next one is read.
+  std::uint64_t misplaced_by_other_ways(const Texts& options, const Texts& records) {
+    start(options, records);
+    const RecordInput input = rec_input_of_sort();
+    OutputCheck& check = driver().check;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      std::uint8_t* const record = input();
+      output_check_record(check, record);
+      output_check_keep(check);
+      std::fill_n(record, rec_total_length(record), std::uint8_t{0xA5});
+    }
+    EXPECT_TRUE(same_records());
+    return check.misplaced;
+  }
+
   // The same for whole records of these words.
   std::uint64_t misplaced_in_words(const Texts& options, const std::vector<std::uint64_t>& words) {
     const Texts records(words.size(), "a\n");
@@ -57,10 +72,42 @@ class OutputCheckTest : public EngineFixture {
     return check.misplaced;
   }
 
+  // Whole records of these words, each of a bin of its own.
+  std::uint64_t misplaced_among_bins(const Texts& records, const std::vector<std::uint64_t>& words) {
+    start({}, records);
+    const RecordInput input = rec_input_of_sort();
+    OutputCheck& check = driver().check;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      output_check_later(check, nullptr, input(), words[i], 2);
+      output_check_waiting(check, cursor_of(records[i]));
+      output_check_keep(check);
+    }
+    EXPECT_TRUE(same_records());
+    return check.misplaced;
+  }
+
+  // The records of two bytes leave as whole ones.
+  std::uint64_t misplaced_among_whole(const Texts& records) {
+    start({}, records);
+    const RecordInput input = rec_input_of_sort();
+    OutputCheck& check = driver().check;
+    std::string out;
+    for (const std::string& text : records) {
+      out += text;
+      const bool whole = text.size() == 2;
+      const std::uint64_t word = whole ? static_cast<std::uint64_t>(text[0]) << 56 : 0;
+      output_check_later(check, nullptr, input(), word, whole ? 2 : 0);
+    }
+    output_check_waiting(check, cursor_of(out));
+    EXPECT_TRUE(same_records());
+    return check.misplaced;
+  }
+
  private:
   static constexpr std::size_t kMostBytes = 200;
 
   void start(const Texts& options, const Texts& records) {
+    run_windups();  // of the sort before
     want();
     RecordsInOut::in = records;
     RecordsInOut::next = 0;
@@ -139,6 +186,92 @@ TEST_F(OutputCheckTest, TellsDescendingRecordsThatAscend) {
   EXPECT_EQ(misplaced_in({"-i"}, {"b\n", "a\n", "c\n"}), 3u);
 }
 
+// Records of a number and enough bytes behind it for the digits to be looked at in a step.
+Texts numbers(const Texts& values) {
+  Texts records;
+  for (const std::string& value : values) records.push_back(value + ";some more text\n");
+  return records;
+}
+const Texts kNumber = {"-t", "59", "-n", "-f", "0"};
+const Texts kNumberDescending = {"-t", "59", "-n", "-i", "-f", "0"};
+
+TEST_F(OutputCheckTest, TakesNumbersInTheirOrder) {
+  const Texts values = {"-3456", "-3455.5", "-3455.4", "-12", "-1", "0",  "0.1",
+                        "0.2",   "7",       "12",      "13",  "13", "200"};
+  EXPECT_EQ(misplaced_in(kNumber, numbers(values)), 0u);
+  EXPECT_EQ(misplaced_in(kNumberDescending, numbers(Texts(values.rbegin(), values.rend()))), 0u);
+}
+
+TEST_F(OutputCheckTest, TellsANumberThatComesTooLateBehindEqualSigns) {
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"11", "13", "12", "14"})), 3u);
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"-14", "-12", "-13", "-11"})), 3u);
+  EXPECT_EQ(misplaced_in(kNumberDescending, numbers({"14", "12", "13", "11"})), 3u);
+  EXPECT_EQ(misplaced_in(kNumberDescending, numbers({"-11", "-13", "-12", "-14"})), 3u);
+}
+
+TEST_F(OutputCheckTest, TellsANumberThatComesTooLateByItsSign) {
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"-2", "5", "-1"})), 3u);
+  EXPECT_EQ(misplaced_in(kNumberDescending, numbers({"5", "-2", "4"})), 3u);
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"5", "17", "4"})), 3u) << "its digits are fewer";
+}
+
+TEST_F(OutputCheckTest, TellsANumberThatComesTooLateByItsFraction) {
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"12.5", "12.25", "13"})), 2u);
+  EXPECT_EQ(misplaced_in(kNumber, numbers({"-12.5", "-12.75", "-11"})), 2u);
+  EXPECT_EQ(misplaced_in(kNumberDescending, numbers({"-12.75", "-12.5", "-13"})), 2u);
+}
+
+// Behind a number the sign of which turned its digits round, a key runs as it is written.
+TEST_F(OutputCheckTest, TellsEqualNumbersInTheWrongOrderOfTheNextKey) {
+  const Texts keys = {"-t", "59", "-n", "-f", "0", "-k", "-f", "1"};
+  EXPECT_EQ(misplaced_in(keys, {"-2;a;text text text\n", "-2;b;text text text\n", "-2;a;text text text\n"}),
+            3u);
+  EXPECT_EQ(misplaced_in(keys, {"2;a;text text text\n", "2;b;text text text\n", "2;a;text text text\n"}), 3u);
+}
+
+TEST_F(OutputCheckTest, TellsARecordThatComesTooLateBehindAnyNumberOfEqualBytes) {
+  for (std::size_t n = 0; n < 70; ++n) {
+    const std::string front(n, 'x');
+    for (const std::string& end : {std::string("\n"), std::string(20, 'e') + "\n"}) {
+      EXPECT_EQ(misplaced_in({}, {front + "a" + end, front + "c" + end, front + "b" + end}), 3u) << n;
+      EXPECT_EQ(misplaced_in({"-i"}, {front + "b" + end, front + "a" + end, front + "c" + end}), 3u) << n;
+      EXPECT_EQ(misplaced_in({}, {front + "a" + end, front + "\n"}), 2u) << n << ", the shorter one";
+    }
+  }
+}
+
+TEST_F(OutputCheckTest, TellsARecordThatComesTooLateByAKeyWalkedBackwards) {
+  EXPECT_EQ(misplaced_in({"-k", "-c", "3-0"}, {"zyxa\n", "aaab\n", "aabb\n", "abab\n"}), 4u);
+}
+
+TEST_F(OutputCheckTest, TellsARecordThatComesTooLateByKeysOfEveryByte) {
+  const std::string rest = std::string("\0\xff", 2) + std::string(20, 'r') + "\n";
+  const Texts keys = {"-k", "0-255"};
+  EXPECT_EQ(misplaced_in(keys, {"\x7f" + rest, "\x80" + rest, "\xff" + rest, "\x81" + rest}), 4u);
+  EXPECT_EQ(misplaced_in(keys, {rest, rest + "\n", rest}), 3u) << "the shorter one";
+}
+
+TEST_F(OutputCheckTest, TellsARecordThatComesTooLateBehindOneSignThatGovernsTheRest) {
+  const Texts keys = {"-s", "'-'", "'+'", "-c", "0", "-k", "-c", "1-"};
+  const std::string rest = " and more bytes\n";
+  EXPECT_EQ(misplaced_in(keys, {"-c" + rest, "-b" + rest, "+a" + rest, "+b" + rest}), 0u);
+  EXPECT_EQ(misplaced_in(keys, {"-b" + rest, "-c" + rest, "+a" + rest}), 2u);
+  EXPECT_EQ(misplaced_in(keys, {"-b" + rest, "+b" + rest, "+a" + rest}), 3u);
+}
+
+TEST_F(OutputCheckTest, TellsARecordThatWentAnotherWayAndCameTooLate) {
+  EXPECT_EQ(misplaced_by_other_ways({}, {"a\n", "c\n", "d\n", "b\n"}), 4u);
+  EXPECT_EQ(misplaced_by_other_ways({}, {"a\n", "b\n", "c\n", "d\n"}), 0u);
+}
+
+TEST_F(OutputCheckTest, TellsEqualKeysFarBehindAndInNumbersWhereOneOfEachIsWanted) {
+  const std::string front(40, 'x');
+  EXPECT_EQ(misplaced_in({"-u"}, {front + "a\n", front + "b\n", front + "b\n"}), 3u);
+  EXPECT_EQ(
+      misplaced_in({"-u", "-t", "59", "-n", "-f", "0"}, {"1;aaaaaaaaaaaaaaaa\n", "+1;bbbbbbbbbbbbbbbb\n"}),
+      2u);
+}
+
 TEST_F(OutputCheckTest, TellsEqualKeysWhereOneOfEachIsWanted) {
   EXPECT_EQ(misplaced_in({"-u"}, {"a\n", "b\n", "b\n"}), 3u);
 }
@@ -167,6 +300,19 @@ TEST_F(OutputCheckTest, TakesWholeRecordsInTheOrderOfTheirWords) {
 
 TEST_F(OutputCheckTest, TellsAWholeRecordThatComesTooLateByItsWord) {
   EXPECT_EQ(misplaced_in_words({}, {5, 7, 6}), 3u);
+}
+
+// Among whole records: those that are not are compared with the ones beside them as they lie in memory.
+TEST_F(OutputCheckTest, TellsARecordThatComesTooLateBehindAWholeOneAndInFrontOfOne) {
+  EXPECT_EQ(misplaced_among_whole({"b\n", "aaaaaaaaaaaaaaaaaa\n", "c\n"}), 2u);
+  EXPECT_EQ(misplaced_among_whole({"b\n", "caaaaaaaaaaaaaaaaa\n", "c\n"}), 3u);
+  EXPECT_EQ(misplaced_among_whole({"b\n", "caaaaaaaaaaaaaaaaa\n", "d\n"}), 0u);
+}
+
+// Words of different bins stand behind different key bytes.
+TEST_F(OutputCheckTest, HoldsAWholeRecordAgainstTheBytesOfOneOfAnotherBin) {
+  EXPECT_EQ(misplaced_among_bins({"b\n", "c\n"}, {7, 6}), 0u);
+  EXPECT_EQ(misplaced_among_bins({"c\n", "b\n"}, {6, 7}), 2u);
 }
 
 TEST_F(OutputCheckTest, TellsADescendingWholeRecordThatAscends) {
