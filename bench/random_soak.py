@@ -25,10 +25,10 @@ SEEDS_APART = 10_000_000
 
 # Test -> its share of the sorts, how many a process makes, what it is.
 REGIMES = {
-    "RandomSorts.OfTextRecordsGiveTheReferenceOrder": (0.22, 5000, "lines, few records, in memory"),
+    "RandomSorts.OfTextRecordsGiveTheReferenceOrder": (0.17, 5000, "lines, few records, in memory"),
     "RandomSorts.OfFixedRecordsGiveTheReferenceOrder": (0.12, 5000, "fixed records, few, in memory"),
     "RandomSorts.OfVariableRecordsGiveTheReferenceOrder": (0.12, 5000, "variable records, few, in memory"),
-    "RandomSorts.OfCallbackRecordsGiveTheReferenceOrder": (0.22, 5000, "any bytes by callbacks, few, in memory"),
+    "RandomSorts.OfCallbackRecordsGiveTheReferenceOrder": (0.19, 5000, "any bytes by callbacks, few, in memory"),
     "RandomSorts.OfAThousandTextRecordsGiveTheReferenceOrder": (0.015, 1000, "a thousand lines, in memory"),
     "RandomSorts.OfAThousandFixedRecordsGiveTheReferenceOrder": (0.010, 1000, "a thousand fixed records, in memory"),
     "RandomSorts.OfAThousandCallbackRecordsGiveTheReferenceOrder": (0.015, 1000, "a thousand by callbacks, in memory"),
@@ -36,6 +36,8 @@ REGIMES = {
     "RandomSpillingSorts.OfFixedRecordsAreRight": (0.06, 1000, "fixed records, starved of memory"),
     "RandomSpillingSorts.OfVariableRecordsAreRight": (0.06, 1000, "variable records, starved of memory"),
     "RandomSpillingSorts.OfCallbackRecordsAreRight": (0.08, 1000, "any bytes by callbacks, starved of memory"),
+    "RandomSorts.OfTextRecordsAreFoundRightByTheirOwnCheck": (0.05, 5000, "lines, few, the output checked"),
+    "RandomSorts.OfFixedRecordsAreFoundRightByTheirOwnCheck": (0.03, 5000, "fixed records, few, the output checked"),
 }
 
 

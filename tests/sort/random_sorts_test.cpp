@@ -31,7 +31,8 @@ struct Plan {
 // What a test asks of its sorts.
 struct Regime {
   RecordType type = RecordType::text;
-  bool tight = false;  // memory that holds the records, but bins beyond the scratch of the array sort
+  bool tight = false;    // memory that holds the records, but bins beyond the scratch of the array sort
+  bool checked = false;  // the sort checks its own output, which goes by files
 };
 
 // Memory that holds the records, their headers and some levels, and little more.
@@ -80,8 +81,11 @@ Plan make_plan(std::uint64_t seed, const Regime& regime, std::size_t count) {
   plan.request.records = plan.set.records;
   plan.request.input = type == RecordType::free || random.chance(30) ? Route::callback : Route::file;
   plan.request.output = type == RecordType::free || random.chance(40) ? Route::callback : Route::file;
+  if (regime.checked) plan.request.input = plan.request.output = Route::file;
   std::vector<std::string>& arguments = plan.request.arguments;
   plan.request.by_arguments = plan.request.input == Route::file && random.chance(10);
+  plan.request.checked = regime.checked;
+  if (regime.checked) plan.request.by_arguments = true;
   plan.request.plain_levels = !regime.tight && random.chance(15);
   add_resources(&random, count, regime.tight ? tight_memory_kb(plan) : 0, &arguments);
   if (plan.request.input == Route::file) add_buffers(&random, &arguments);
@@ -146,6 +150,12 @@ std::string fault_of(const Plan& plan, const SortRun& run) {
             run.records.empty() && plan.set.type != RecordType::free ? split_records(run.bytes, plan.set)
                                                                      : run.records);
   if (!judged.empty()) return "judged: " + judged;
+  if (plan.request.checked && run.misplaced != 0) {
+    return "checked: record " + std::to_string(run.misplaced) + " out of order";
+  }
+  if (plan.request.checked && run.same_records != (records.size() == plan.set.records.size())) {
+    return "checked: other records";
+  }
   if (run.bytes != concatenate(records)) return "ties: " + first_difference(records, run.bytes);
   return "";
 }
@@ -215,6 +225,16 @@ TEST(RandomSorts, OfAHundredThousandCallbackRecordsGiveTheReferenceOrder) {
 TEST(RandomSorts, WithBinsTooLargeForTheArraySortGiveTheReferenceOrder) {
   run_sorts({RecordType::text, true}, 11000000, 200, three_thousand);
   run_sorts({RecordType::text, true}, 12000000, 4, hundred_thousand);
+}
+
+TEST(RandomSorts, OfTextRecordsAreFoundRightByTheirOwnCheck) {
+  run_sorts({.type = RecordType::text, .checked = true}, 14000000, 2000, few);
+}
+TEST(RandomSorts, OfFixedRecordsAreFoundRightByTheirOwnCheck) {
+  run_sorts({.type = RecordType::fixed, .checked = true}, 15000000, 1000, few);
+}
+TEST(RandomSorts, OfAThousandVariableRecordsAreFoundRightByTheirOwnCheck) {
+  run_sorts({.type = RecordType::variable, .checked = true}, 16000000, 100, thousand);
 }
 
 // Lines so short that the sort writes them without looking at them again, between others, by files: what

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "entry/instance.h"
+#include "entry/sort_view.h"
 #include "entry/start_arguments.h"
 #include "fsort.h"
 #include "support/key_gen.h"
@@ -95,7 +96,9 @@ SortRun run_fsort(const SortRequest& request) {
   if (run.by_arguments) {
     std::vector<const char*> pointers = {"fsort"};
     for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
-    run.status = fsort::start_arguments(handle, static_cast<std::int32_t>(pointers.size()), pointers.data());
+    const fsort::SortExtras extras{nullptr, static_cast<std::uint8_t>(request.checked ? 1 : 0)};
+    run.status =
+        fsort::start_arguments(handle, static_cast<std::int32_t>(pointers.size()), pointers.data(), extras);
   } else {
     run.status = FsortStart(handle, run.input_was_file ? nullptr : give_record,
                             output_is_file ? nullptr : take_record, join(arguments).c_str());
@@ -106,6 +109,9 @@ SortRun run_fsort(const SortRequest& request) {
     for (const std::string& record : run.records) run.bytes += record;
   }
   run.work_files = reinterpret_cast<fsort::Instance*>(handle)->sublist.file_counter;
+  const fsort::SortFacts facts = fsort::sort_facts(handle);
+  run.same_records = facts.same_records != 0;
+  run.misplaced = facts.misplaced;
   FsortDestroy(handle);
   traffic = {};
   return run;

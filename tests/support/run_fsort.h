@@ -19,6 +19,7 @@ struct SortRequest {
   Route output = Route::callback;
   bool by_arguments = false;  // hand an argument vector over, which means files on both sides
   bool plain_levels = false;  // the engine's shortcuts are off: every level is laid out in full
+  bool checked = false;       // the output is checked while it is written, with an argument vector
 };
 
 struct SortRun {
@@ -29,6 +30,8 @@ struct SortRun {
   bool by_arguments = false;         // the argument vector was used
   bool input_was_file = false;
   std::uint32_t work_files = 0;  // that the sort made
+  bool same_records = false;     // of a checked one: the check found the records read in the output
+  std::uint64_t misplaced = 0;   // and the number of the first one out of order; 0: none
 };
 
 [[nodiscard]] SortRun run_fsort(const SortRequest& request);
