@@ -46,6 +46,7 @@ struct FillPlan {
   std::uint16_t needed;           // greatest start of any entry
   std::uint32_t located_fields;   // elements of the field arrays, at least 1
   std::uint32_t blank_keys;       // bit i: entry i skips blanks
+  std::uint32_t plain_numbers;    // bit i: entry i begins a number whose digits are '0' to '9'
   std::uint8_t header[kMaxHeaderBytes];  // a whole header; its length word is set record by record
 };
 

@@ -199,6 +199,55 @@ TEST_F(RecFill, ScansEndAtTheRecordsEndWhateverTheSequence) {
   EXPECT_EQ(number("-n 0-255", digits), digits + "\nNumeric field too long\n");
 }
 
+// Sixteen bytes are looked at together: numbers that end there, one short of there, one behind.
+TEST_F(RecFill, NumberMayBeLongerThanWhatIsLookedAtTogether) {
+  for (std::size_t digits = 12; digits <= 18; ++digits) {
+    const std::string integer(digits, '7');
+    const std::string sign_byte = std::to_string(digits + 1);
+    EXPECT_EQ(number("-n", integer), sign_byte + " [" + integer + "] []");
+    EXPECT_EQ(number("-n", integer + ";"), sign_byte + " [" + integer + ";] [;]");
+    EXPECT_EQ(number("-n", integer + ".25"), sign_byte + " [" + integer + ".25] [25]");
+    EXPECT_EQ(number("-n", integer + "-"), "-" + sign_byte + " [" + integer + "-] [-]");
+    EXPECT_EQ(number("-n", integer + ".-;"), "-" + sign_byte + " [" + integer + ".-;] [-;]");
+    const std::string fraction = std::string(digits - 2, '3') + "-";
+    EXPECT_EQ(number("-n", "5." + fraction), "-2 [5." + fraction + "] [" + fraction + "]");
+  }
+}
+
+TEST_F(RecFill, NumberEndsWithTheRecordWhereverThatIs) {
+  for (std::size_t front = 0; front <= 40; ++front) {
+    const std::string text(front, 'x');
+    EXPECT_FALSE(init("-t ';' -n -f 1").caught);
+    const std::uint8_t* record = build(text + ";-12.5");
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(sign(record, 0), -3) << front;
+    EXPECT_EQ(from(record, 1), "12.5");
+    EXPECT_EQ(from(record, 2), "5");
+    restart();
+  }
+}
+
+TEST_F(RecFill, NumberBetweenOneSignAndAnotherIsNegative) {
+  EXPECT_EQ(number("-n", "+12-"), "-3 [12-] [-]");
+  EXPECT_EQ(number("-n", "-12-"), "-3 [12-] [-]");
+  EXPECT_EQ(number("-n", "-0.0-"), "1 [.0-] []");
+  EXPECT_EQ(number("-n", "--5"), "1 [-5] []");
+}
+
+TEST_F(RecFill, DigitThatDelimitsEndsANumber) {
+  EXPECT_EQ(number("-t '5' -n -f 0", "12534567890123456"), "3 [12534567890123456] [534567890123456]");
+}
+
+TEST_F(RecFill, FieldsAreFoundWhereverTheRecordEnds) {
+  for (std::size_t length = 0; length <= 70; ++length) {
+    const std::string field(length, 'q');
+    EXPECT_EQ(text_from("-t ';' -k -f 2", field + ";b;c"), "c") << length;
+    EXPECT_EQ(text_from("-t ';' -k -f 2", "a;" + field + ";"),
+              "a;" + field + ";\nNot enough fields in record\n");
+    EXPECT_EQ(text_from("-t ';' -k -f 1", "a;" + field + ";c"), field + ";c");
+  }
+}
+
 TEST_F(RecFill, EachNumericKeyHasItsSignByteInTheHeader) {
   EXPECT_FALSE(init("-n -c 0- -k -c 1 -n -c 4-").caught);
   const std::uint8_t* record = build("123 -45.6");
