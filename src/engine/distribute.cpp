@@ -36,8 +36,9 @@ void give_rings_back(std::uint8_t** rings) {
 }
 
 // Puts a record on the front of a bin's list.
-inline void push(Sublist* bins, std::uint8_t** rings, std::uint32_t bin, std::uint8_t* record) {
-  list_push(bins[bin], rings != nullptr ? rings + std::size_t{bin} * kHintAhead : nullptr, record);
+inline void push(Sublist* bins, std::uint8_t** rings, std::uint32_t bin, std::uint8_t* record,
+                 std::uint32_t reach) {
+  list_push(bins[bin], rings != nullptr ? rings + std::size_t{bin} * kHintAhead : nullptr, record, reach);
 }
 
 }  // namespace
@@ -51,7 +52,8 @@ void dist1(RecordSource next, std::uint64_t expected) {
   Sublist* bins = environment->array.bins();
   std::uint8_t** rings = take_rings(environment->array.count, expected);
   while (std::uint8_t* record = next()) {
-    push(bins, rings, getvalue(record, view, step.key, step.position, header_bytes), record);
+    push(bins, rings, getvalue(record, view, step.key, step.position, header_bytes), record,
+         reach_of_key(record, step.key));
   }
   give_rings_back(rings);
 }
@@ -64,6 +66,7 @@ void distn(RecordSource next, std::uint64_t expected) {
   const PlanStep* steps = environment->steps;
   Sublist* bins = environment->array.bins();
   std::uint8_t** rings = take_rings(environment->array.count, expected);
+  const std::uint32_t last_key = steps[step_count - 1].key;
   while (std::uint8_t* record = next()) {
     std::uint32_t bin = 0;
     for (std::uint32_t i = 0; i < step_count; ++i) {
@@ -72,7 +75,7 @@ void distn(RecordSource next, std::uint64_t expected) {
       if (value == 0) break;
       bin += (value - 1u) * step.stride + 1u;
     }
-    push(bins, rings, bin, record);
+    push(bins, rings, bin, record, reach_of_key(record, last_key));
   }
   give_rings_back(rings);
 }

@@ -27,8 +27,8 @@ inline constexpr unsigned kHintLineShift = 6;
 inline constexpr unsigned kHintAhead = 16;  // how many records further down the list the hint points
 inline constexpr std::int64_t kHintMaxLines = 0x3FFF;
 inline constexpr unsigned kHintLineBytes = 1U << kHintLineShift;
-inline constexpr unsigned kHintReach =
-    36;  // bytes from the link on that a reader of the list looks at, about
+// Bytes from the link on that a reader of the list looks at, about, where it is not known better.
+inline constexpr std::uint32_t kHintReach = 36;
 inline constexpr std::uint64_t kRecordAddressMask = (std::uint64_t{1} << kHintShift) - 1;
 
 [[nodiscard]] inline std::uint64_t record_link_word(const std::uint8_t* record) {
@@ -51,13 +51,14 @@ inline void record_set_next(std::uint8_t* record, const std::uint8_t* next) {
   return (reinterpret_cast<std::uint64_t>(record) - kRecordLinkBytes) >> kHintLineShift;
 }
 
-// Links `record` in front of `next`; `ahead` is the record kHintAhead pushes earlier, or null.
-inline void record_set_next_hinted(std::uint8_t* record, const std::uint8_t* next,
-                                   const std::uint8_t* ahead) {
+// Links `record` in front of `next`; `ahead` is the record kHintAhead pushes earlier, or null. reach: bytes
+// from the link on that a reader will look at there.
+inline void record_set_next_hinted(std::uint8_t* record, const std::uint8_t* next, const std::uint8_t* ahead,
+                                   std::uint32_t reach = kHintReach) {
   const auto lines = static_cast<std::int64_t>(record_line(record) - record_line(ahead));
   const bool near = lines <= kHintMaxLines && lines >= -kHintMaxLines && ahead != nullptr;
   const std::uint64_t in_line = (reinterpret_cast<std::uint64_t>(ahead) - kRecordLinkBytes) % kHintLineBytes;
-  const std::uint64_t straddles = in_line + kHintReach > kHintLineBytes ? 1 : 0;
+  const std::uint64_t straddles = in_line + reach > kHintLineBytes ? 1 : 0;
   const std::uint64_t hint =
       near ? static_cast<std::uint64_t>(lines) << kHintDistanceShift | straddles << kHintShift : 0;
   store_le(record - kRecordLinkBytes, reinterpret_cast<std::uint64_t>(next) | hint);
