@@ -120,7 +120,7 @@ bool consume(const SortState& s, Range& r, std::uint16_t value) {
   if (view.governed != 0 && leaves_first(view, value, (r.directions >> r.key & 1u) != 0)) {
     r.directions ^= s.invert_mask[r.key];
   }
-  r.used = r.used + 1 < word_shape(view).values ? r.used + 1 : kNotCached;
+  r.used = r.used + 1 < entry_shape(view).values ? r.used + 1 : kNotCached;
   if (value != 0) {
     r.position += view.step;
   } else {
@@ -159,7 +159,7 @@ void order_by_words(Range& r) {
 // Records of a small range whose words agree: where the key, or the next one, goes on.
 Range behind_words(const SortState& s, const Range& r, std::uint64_t from, std::uint64_t to) {
   const std::uint64_t word = r.entries[from].word;
-  const WordShape shape = word_shape(s.keys[r.key]);
+  const WordShape shape = entry_shape(s.keys[r.key]);
   Range part = r;
   part.entries = r.entries + from;
   part.count = to - from;
@@ -313,7 +313,7 @@ void gather_large(const Context& c, Range& r) {
   const std::uint32_t rest =
       view.length - static_cast<std::uint32_t>(r.position < 0 ? -r.position : r.position);
   const std::uint32_t sampled = r.count < kSampleMinRecords ? 0 : sampled_length(*c.s, r, rest - 1);
-  if (sampled < word_shape(view).values) {
+  if (sampled < entry_shape(view).values) {
     gather(c, r);
     return;
   }
@@ -335,7 +335,7 @@ void sort_range(const Context& c, Range r);
 // Moves the entries into parts by their next value, to the other half of the scratch, and sorts all parts but
 // the largest. Result: the largest part.
 Range split(const Context& c, const Range& r, const std::uint32_t* counts, std::uint32_t values) {
-  const WordShape shape = word_shape(c.s->keys[r.key]);
+  const WordShape shape = entry_shape(c.s->keys[r.key]);
   std::uint32_t starts[kMaxValues];
   lay_out(counts, values, (r.directions >> r.key & 1u) != 0, starts);
   Range moved = r;
@@ -369,7 +369,7 @@ void sort_range(const Context& c, Range r) {
       finish_small(c, r);
       return;
     }
-    const WordShape shape = word_shape(c.s->keys[r.key]);
+    const WordShape shape = entry_shape(c.s->keys[r.key]);
     if (r.used == kNotCached) {
       gather_large(c, r);
       shared = 0;
@@ -524,7 +524,7 @@ void array_sort(Sublist* bin, bool unique) {
   r.used = 0;
   const WholeText text = whole_text(s, *bin, r.position);
   const KeyView& view = s.keys[r.key];
-  if (view.mapping == kMapByRun && view.spans == 0) {
+  if (view.mapping == kMapByRun && view.spans == 0 && view.narrow == 0) {
     take_list<true>(c, *bin, r);
   } else {
     take_list<false>(c, *bin, r);

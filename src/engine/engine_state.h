@@ -84,10 +84,13 @@ struct KeyView {
   KeyMapping mapping;
   std::uint8_t one_to_one;  // no two bytes share a class
   std::uint8_t spans;       // words of entries go on with the next key (key_word.h)
+  std::uint8_t narrow;      // words of entries take four bits a value
+  std::uint8_t digits;      // and all keys spanned from here on have the ten digits in their own order
   // kMapByRun: bytes run_start to run_start + run_last have the values run_value, run_value + 1, ...
   std::uint8_t run_start;
   std::uint8_t run_last;
   std::uint8_t run_value;
+  std::uint8_t run_is_all;  // no other byte has a class
 };
 
 // The running sort.

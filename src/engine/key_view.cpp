@@ -1,6 +1,8 @@
 // Gathers the key views; see key_view.h.
 #include "engine/key_view.h"
 
+#include <algorithm>
+
 #include "engine/engine_access.h"
 #include "keys/key_table.h"
 
@@ -9,7 +11,8 @@ namespace fsort {
 namespace {
 
 constexpr unsigned kBytes = 256;
-constexpr unsigned kRunMinBytes = 8;  // a shorter run hardly ever holds all bytes of a word
+constexpr unsigned kNarrowClasses = 15;  // and "ended"
+constexpr unsigned kRunMinBytes = 8;     // a shorter run hardly ever holds all bytes of a word
 
 // The keys that key `k` flips: its dependents, less the dependents of a dependent that governs others itself.
 std::uint32_t inversion_mask(std::uint16_t k, std::uint16_t keys) {
@@ -38,6 +41,9 @@ void find_run(KeyView& view) {
     start = end;
   }
   if (longest >= kRunMinBytes) view.mapping = kMapByRun;
+  const auto classes =
+      std::count_if(view.value, view.value + kBytes, [](unsigned value) { return value != 0; });
+  view.run_is_all = static_cast<unsigned>(classes) == longest ? 1 : 0;
 }
 
 bool is_one_to_one(const KeyView& view) {
@@ -98,6 +104,32 @@ bool spans_next(const SortState& s, std::uint32_t k) {
   return !differ(s.descending);
 }
 
+bool fits_four_bits(const KeyView& view) {
+  return maps_to_bytes(view) && view.governed == 0 && view.max_class < kNarrowClasses;
+}
+
+bool has_plain_digits(const KeyView& view) {
+  return view.run_is_all != 0 && view.run_start == '0' && view.run_last == 9;
+}
+
+// Keys that span one another have words of one shape. A sort by a single key keeps wide words: lines are
+// written from them (array_entry.h).
+void choose_shapes(SortState& s) {
+  for (std::uint32_t first = 0; first < s.key_count && s.key_count > 1;) {
+    bool narrow = fits_four_bits(s.keys[first]);
+    bool digits = has_plain_digits(s.keys[first]);
+    std::uint32_t last = first;
+    while (s.keys[last].spans != 0) {
+      narrow = fits_four_bits(s.keys[++last]) && narrow;
+      digits = has_plain_digits(s.keys[last]) && digits;
+    }
+    for (; first <= last; ++first) {
+      s.keys[first].narrow = narrow ? 1 : 0;
+      s.keys[first].digits = narrow && digits ? 1 : 0;
+    }
+  }
+}
+
 }  // namespace
 
 void key_view_init() {
@@ -113,6 +145,7 @@ void key_view_init() {
   }
   s.written_descending = s.descending;
   for (std::uint32_t k = 0; k < s.key_count; ++k) s.keys[k].spans = spans_next(s, k) ? 1 : 0;
+  choose_shapes(s);
 }
 
 const SortState& sort_state() { return sort_st(); }

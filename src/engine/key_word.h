@@ -2,6 +2,8 @@
 //
 //   8 bits a value:  | v0 | v1 | v2 | ... | v7 |   v = class + 1, 0 = the key has ended
 //   9 bits (7 values) when the key's table has 256 classes. Behind an ended value the rest is 0.
+//   4 bits (16 values) in words of entries alone (array_sort.h), for keys of at most 15 classes: a number
+//   with its fraction is in one word.
 //
 // A sort looks at key bytes more often than at anything else, so the common keys (walked forward, ended by a
 // byte without a class) take no loop with an end that the processor would have to guess: eight bytes of the
@@ -43,8 +45,15 @@ struct WordShape {
   std::uint32_t values;  // values a word holds
 };
 
+inline constexpr WordShape kNarrowShape{4, 16};
+
 [[nodiscard]] inline WordShape word_shape(const KeyView& view) {
   return view.max_class < 255 ? WordShape{8, 8} : WordShape{9, 7};
+}
+
+// The shape of the words of entries.
+[[nodiscard]] inline WordShape entry_shape(const KeyView& view) {
+  return view.narrow != 0 ? kNarrowShape : word_shape(view);
 }
 
 [[nodiscard]] inline std::uint32_t word_value(std::uint64_t word, WordShape shape, std::uint32_t index) {
@@ -106,7 +115,9 @@ struct WordShape {
   const std::uint64_t values = kEveryByte * view.run_value;
   if (outside == 0) return distance + values;
   const auto before = static_cast<unsigned>(std::countl_zero(outside)) & ~7u;
-  if (view.value[bytes << before >> (kWordBits - 8)] != 0) return map_by_table(bytes, view.value);
+  if (view.run_is_all == 0 && view.value[bytes << before >> (kWordBits - 8)] != 0) {
+    return map_by_table(bytes, view.value);
+  }
   const std::uint64_t live = ~(~std::uint64_t{0} >> before);
   return (distance & live) + (values & live);
 }
@@ -154,6 +165,7 @@ struct WordShape {
     const std::uint32_t in_key = view.length - static_cast<std::uint32_t>(position);
     return map_by_spread(bytes, std::min({in_record, in_key, kSpreadValues}));
   }
+  if (view.length == 1) return std::uint64_t{view.value[record[at]]} << (kWordBits - 8);
   const std::uint64_t word =
       view.mapping == kMapByRun ? map_by_run(bytes, view) : map_by_table(bytes, view.value);
   return word_front(word, view.length - static_cast<std::uint32_t>(position));
@@ -163,6 +175,10 @@ struct WordShape {
 [[nodiscard]] std::uint64_t span_word(const SortState& s, const std::uint8_t* record, std::uint32_t key,
                                       std::int32_t position, std::uint64_t word);
 
+// The word of an entry of a narrow key, spanning the keys behind.
+[[nodiscard]] std::uint64_t narrow_word(const SortState& s, const std::uint8_t* record, std::uint32_t key,
+                                        std::int32_t position);
+
 // The word of an entry. Where the keys that follow run in the same direction it goes on with their values, so
 // that a number's fraction, say, is in the word of its digits:
 //
@@ -171,6 +187,7 @@ struct WordShape {
 // A key that its column ends, not a byte, is followed by the next one without an ended value between.
 [[nodiscard]] inline std::uint64_t entry_word(const SortState& s, const std::uint8_t* record,
                                               std::uint32_t key, std::int32_t position) {
+  if (s.keys[key].narrow != 0) return narrow_word(s, record, key, position);
   const std::uint64_t word = key_word(s, record, key, position);
   return s.keys[key].spans == 0 || (word & 0xFF) != 0 ? word : span_word(s, record, key, position, word);
 }

@@ -65,7 +65,7 @@ class KeyWords : public EngineFixture {
         const std::vector<std::uint16_t> more = values_of(record, ++next, 0);
         values.insert(values.end(), more.begin(), more.end());
       }
-      EXPECT_EQ(entry_word(state(), record, key, position), packed(values, shape))
+      EXPECT_EQ(entry_word(state(), record, key, position), packed(values, entry_shape(view)))
           << "spanning, key " << key << " at " << position;
       ++checked;
       if (values_of(record, key, position).front() == 0) break;
@@ -137,6 +137,65 @@ TEST_F(KeyWords, OfNumbersGoOnFromTheDigitsToTheFraction) {
   EXPECT_EQ(state().keys[0].spans, 0) << "the sign turns what follows";
   EXPECT_EQ(state().keys[1].spans, 1);
   EXPECT_EQ(state().keys[2].spans, 0) << "there is no next key";
+}
+TEST_F(KeyWords, OfEntriesHoldSixteenDigitsAndTheFractionAmongThem) {
+  static_cast<void>(records_of({"-n"}, {"1.5\n"}));
+  EXPECT_EQ(state().keys[0].narrow, 0) << "the sign has more values";
+  EXPECT_EQ(state().keys[1].narrow, 1);
+  EXPECT_EQ(state().keys[1].digits, 1);
+  EXPECT_EQ(state().keys[2].narrow, 1);
+  run_windups();
+  const std::vector<const std::uint8_t*> records =
+      records_of({"-n"}, {"1234567.89\n", "12345678901234567\n"});
+  EXPECT_EQ(entry_word(state(), records[0], 1, 0), 0x234567809A000000U);
+  EXPECT_EQ(entry_word(state(), records[1], 1, 0), 0x23456789A1234567U);
+}
+TEST_F(KeyWords, OfNumbersOfAnyLengthAreThoseOfTheirDigits) {
+  EXPECT_GT(check_all({"-n"}, random_lines("0123456789", 24)), 1000);
+  EXPECT_GT(check_all({"-n"}, random_lines("01.", 24)), 1000);
+  EXPECT_GT(check_all({"-mcf", "-n", "-d", "3", "-c", "0-9"}, random_lines("0123456789.", 24)), 1000);
+  EXPECT_GT(check_all({"-mcf", "-n", "-c", "0-7"}, random_lines("123456789.", 30)), 1000);
+}
+TEST_F(KeyWords, OfOwnDigitsAreNarrowByTheirOwnTable) {
+  const Texts options = {"-n", "'a'-'l'"};
+  static_cast<void>(records_of(options, {}));
+  EXPECT_EQ(state().keys[1].narrow, 1);
+  EXPECT_EQ(state().keys[1].digits, 0);
+  run_windups();
+  EXPECT_GT(check_all(options, random_lines("abcdefghijklmno.", 30)), 1000);
+  EXPECT_GT(check_all({"-mcf", "-n", "'a'-'l'", "-c", "0-7"}, random_lines("abcdefghijklm", 30)), 1000);
+  EXPECT_GT(check_all({"-n", "'0'-'7'"}, random_lines("0123456789.", 24)), 1000);
+  EXPECT_GT(check_all({"-n", "'9'-'0'"}, random_lines("0123456789.", 24)), 1000);
+  EXPECT_GT(check_all({"-n", "'0'-'9'", "'a'-'e'"}, random_lines("0189abcdefg.", 24)), 1000);
+}
+TEST_F(KeyWords, OfEntriesAreWideWhereOneOfTheSpannedKeysHasSixteenClasses) {
+  const Texts options = {"-mcf", "-k", "'0'-'9'", "-c", "0-3", "-k", "'a'-'p'", "-c", "2-"};
+  static_cast<void>(records_of(options, {}));
+  EXPECT_EQ(state().keys[0].spans, 1);
+  EXPECT_EQ(state().keys[0].narrow, 0);
+  EXPECT_EQ(state().keys[1].narrow, 0);
+  run_windups();
+  EXPECT_GT(check_all(options, random_lines("0189apq", 24)), 1000);
+  run_windups();
+  static_cast<void>(records_of({"-mcf", "-k", "'0'-'9'", "-c", "0-3", "-k", "'a'-'o'", "-c", "2-"}, {}));
+  EXPECT_EQ(state().keys[0].narrow, 1);
+  EXPECT_EQ(state().keys[0].digits, 0) << "the next key's are letters";
+  run_windups();
+  static_cast<void>(records_of({"-mcf", "-k", "'a'-'o'", "-c", "0-3", "-k", "'0'-'9'", "-c", "2-"}, {}));
+  EXPECT_EQ(state().keys[0].narrow, 1);
+  EXPECT_EQ(state().keys[1].digits, 0) << "the key before has letters";
+  run_windups();
+  static_cast<void>(records_of({"-mcf", "-k", "'a'-'p'", "-c", "0-3", "-k", "'0'-'9'", "-c", "2-"}, {}));
+  EXPECT_EQ(state().keys[1].narrow, 0);
+}
+TEST_F(KeyWords, OfKeysOfOneByteAreItsValue) {
+  const Texts options = {"-mcf", "-k", "-c", "1", "-k", "'0'-'9'", "-i", "-c", "3-3"};
+  EXPECT_GT(check_all(options, random_lines("ab09\n", 6)), 400);
+}
+TEST_F(KeyWords, OfASingleKeyOfDigitsStayWideForTheLinesTheyStandFor) {
+  static_cast<void>(records_of({"-k", "'0'-'9'"}, {}));
+  EXPECT_EQ(state().keys[0].narrow, 0);
+  EXPECT_TRUE(whole_possible(state(), 0, 0));
 }
 TEST_F(KeyWords, OfKeysInOneDirectionGoOnFromOneToTheNext) {
   const Texts options = {"-mcf", "-k",  "'a'-'c'", "-c",      "0-2", "-k",
