@@ -452,6 +452,7 @@ inline bool put_whole(RecordSink& sink, const WholeText& text, const ArrayEntry&
 template <bool kChecked>
 void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& text) {
   constexpr std::uint32_t kLine = 64;
+  constexpr std::uint32_t kSlack = 7;              // records are not all of one length
   constexpr std::uint32_t kMostAhead = 4 * kLine;  // the processor goes on by itself behind that
   RecordSink sink = sink_begin();
   std::uint32_t length = kLine;  // of the latest record: the next ones will be much like it
@@ -460,9 +461,10 @@ void emit_all(const ArrayEntry* entries, std::uint64_t count, const WholeText& t
     if (i + kEmitAhead < count && (entries[i + kEmitAhead].place & (kWholeRecord | kSameRecord)) == 0) {
       // An address, not a pointer: a record that -u dropped is null, and the line may lie behind the record.
       const auto ahead = reinterpret_cast<std::uintptr_t>(entry_record(entries[i + kEmitAhead]));
-      for (std::uint32_t at = 0; at < length + kLine; at += kLine) {
+      for (std::uint32_t at = 0; at < length; at += kLine) {
         __builtin_prefetch(reinterpret_cast<const void*>(ahead + at));
       }
+      __builtin_prefetch(reinterpret_cast<const void*>(ahead + length + kSlack));
     }
     if ((entries[i].place & kWholeRecord) != 0 && put_whole<kChecked>(sink, text, entries[i])) continue;
     if (entries[i].place == 0) continue;
