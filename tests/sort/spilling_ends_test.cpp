@@ -101,8 +101,7 @@ class SpillingEnds : public testing::Test {
     for (int n = 1;; ++n) {
       FaultOs faults;
       create();
-      // Without shortcuts, and with relief inside its memory, there are more files, and more calls to refuse.
-      reinterpret_cast<fsort::Instance*>(script.handle)->driver.plain_levels = 1;
+      reinterpret_cast<fsort::Instance*>(script.handle)->driver.plain_levels = plain_levels_;
       faults.fail(kind, static_cast<std::uint64_t>(n), code, lasting);
       const std::int32_t status = start_created();
       const bool struck = faults.struck();
@@ -141,6 +140,8 @@ class SpillingEnds : public testing::Test {
   static constexpr int kLines = 1500;
   static constexpr std::size_t kPlaces[] = {0, 1, 700, kLines - 1};  // in the output
   std::string options_ = "-l 7 -m 1 -wb 2 -rb 2";
+  // Without shortcuts, and with relief inside its memory, there are more files, and more calls to refuse.
+  std::uint8_t plain_levels_ = 1;
   TempFolder folder_;
 };
 
@@ -296,6 +297,29 @@ TEST_F(SpillingEnds, MemoryThatRunsOutForGoodEndsInAMessageOrInTheRightOutput) {
   EXPECT_GT(refuse_each(OsCall::kHeapAlloc, fsort::kErrorNotEnoughMemory, Lasting::kForGood, &seen), 20);
   seen.clear();
   EXPECT_GE(refuse_each(OsCall::kRegionAlloc, fsort::kErrorNotEnoughMemory, Lasting::kForGood, &seen), 1);
+}
+
+TEST_F(SpillingEnds, WithItsShortcutsASortReportsEveryRefusalToo) {
+  plain_levels_ = 0;
+  // A common prefix, so that relief takes several levels at once.
+  for (std::string& line : script.input) line.insert(0, "a common prefix ");
+  struct Refusal {
+    OsCall kind;
+    std::uint32_t code;
+    int least;
+  };
+  for (const Refusal& r : {Refusal{OsCall::kWrite, fsort::kErrorDiskFull, 10},
+                           Refusal{OsCall::kOpen, fsort::kErrorAccessDenied, 2},
+                           Refusal{OsCall::kRead, fsort::kErrorIoDevice, 10}}) {
+    std::vector<Lines> seen;
+    const int refused = refuse_each(r.kind, r.code, Lasting::kForGood, &seen);
+    EXPECT_GE(refused, r.least);
+    EXPECT_EQ(seen.size(), static_cast<std::size_t>(refused)) << "none goes unnoticed";
+  }
+  std::vector<Lines> seen;
+  EXPECT_GT(refuse_each(OsCall::kHeapAlloc, fsort::kErrorNotEnoughMemory, Lasting::kOnce, &seen), 20);
+  EXPECT_GE(refuse_each(OsCall::kRegionAlloc, fsort::kErrorNotEnoughMemory, Lasting::kForGood, &seen), 1);
+  expect_next_sort_works();
 }
 
 TEST_F(SpillingEnds, AFailedStartMayBeFollowedByAnotherOnTheSameHandle) {

@@ -36,6 +36,11 @@ class CompressManyLevels : public Levels {
     sort_state().newest = newest;
     return newest;
   }
+  static void refuse_memory(FaultOs* faults) {
+    for (const OsCall kind : {OsCall::kRegionAlloc, OsCall::kHeapAlloc}) {
+      faults->fail(kind, 1, kErrorNotEnoughMemory, Lasting::kForGood);
+    }
+  }
   // Takes all memory, also what lies beyond the budget when `beyond`, and gives `segments` of it back.
   void leave_only(std::uint32_t segments, bool beyond) {
     const std::uint32_t frames = stk_frames(data());
@@ -72,14 +77,25 @@ TEST_F(CompressManyLevels, WithoutMemoryForTheCopyTheirWorkFilesAreDeletedAndThe
   sort_state().current = newest;
   ASSERT_EQ(files_in_folder(), 1u);
   FaultOs faults;
-  for (const OsCall kind : {OsCall::kRegionAlloc, OsCall::kHeapAlloc}) {
-    faults.fail(kind, 1, kErrorNotEnoughMemory, Lasting::kForGood);
-  }
+  refuse_memory(&faults);
   leave_only(kSegmentsOfACopy, true);
   Environment* current = newest;
   const Raised r = raised([&] { static_cast<void>(environment_compress(data(), newest, &current)); });
   EXPECT_TRUE(r.caught);
   EXPECT_EQ(files_in_folder(), 0u);
+}
+
+TEST_F(CompressManyLevels, WithoutMemoryForTheFirstLevelNoneIsLeft) {
+  grow();
+  Environment* root = driver().environment;
+  ASSERT_NE(root, nullptr);
+  FaultOs faults;
+  refuse_memory(&faults);
+  leave_only(1 + kSegmentsOfACopy, true);
+  Environment* current = root;
+  const Raised r = raised([&] { static_cast<void>(environment_compress(data(), root, &current)); });
+  EXPECT_TRUE(r.caught);
+  EXPECT_EQ(driver().environment, nullptr) << "no clean-up may follow it";
 }
 
 }  // namespace

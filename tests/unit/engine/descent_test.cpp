@@ -7,6 +7,7 @@
 #include "engine/relief_levels.h"
 #include "engine/tuning.h"
 #include "levels_fixture.h"
+#include "support/fault_os.h"
 
 namespace fsort::test {
 namespace {
@@ -131,7 +132,63 @@ TEST_P(Descents, ManyRecordsGetHintsOnTheirWay) {
   expect_the_same({alike(20, 3 * static_cast<int>(kHintMinRecords), 40), leaving(20, 40)});
 }
 
-class Descent : public Levels {};
+TEST_P(Descents, TheHintsOfOneDescentServeTheNext) {
+  Texts records = alike(20, static_cast<int>(kHintMinRecords) + 1, 40);
+  for (std::size_t i = 0, n = records.size(); i < n; ++i) records.push_back("b" + records[i].substr(1));
+  expect_the_same({records});
+}
+
+TEST_P(Descents, ASampleMayBeFullBeforeTheListEnds) {
+  expect_the_same({alike(60, 3 * static_cast<int>(kReliefSample) - 1, 100)});
+}
+
+TEST_P(Descents, APrefixLongerThanTheRememberedPathIsFollowedToItsEnd) {
+  Texts records;
+  for (int i = 0; i < 200; ++i) {
+    records.push_back(std::string(kPathLevels + 20, 'a') + std::to_string(1000 + i * 7 % 200));
+  }
+  expect_the_same({records});
+}
+
+class Descent : public Levels {
+ protected:
+  // The records of a level and of all below it, as their bins list them.
+  static void gather(Environment& from, Texts& lines) {
+    for (std::uint32_t i = 0; i < from.array.count; ++i) {
+      const Sublist& bin = from.array.bins()[i];
+      const Texts texts = texts_of(bin);
+      lines.insert(lines.end(), texts.begin(), texts.end());
+      if (bin.child != nullptr) gather(*bin.child, lines);
+    }
+  }
+  // All that is in the tree after the records of one bin went down to the deepest levels.
+  Texts descended(bool hints) {
+    start({"-m", "20000"});
+    driver().subdivide_kb = 5;
+    feed(alike(20, 3 * static_cast<int>(kHintMinRecords), 40));
+    Sublist& bin = bin_of("a");
+    bin.child = make_child(level(), bin, place_of(sort_state(), bin));
+    grow_levels(bin.child, bin);
+    FaultOs faults;
+    if (!hints) faults.fail(OsCall::kHeapAlloc, 1, kErrorNotEnoughMemory, Lasting::kForGood);
+    descend(&bin, bin.child);
+    EXPECT_EQ(faults.struck(), !hints);
+    EXPECT_EQ(sort_state().descent_rings != nullptr, hints);
+    faults.clear();
+    Texts lines;
+    dump(level(), "", lines);
+    gather(*bin.child, lines);
+    descent_free();
+    run_windups();
+    return lines;
+  }
+};
+
+TEST_F(Descent, WithoutMemoryForHintsRecordsComeToTheSamePlaces) {
+  const Texts hinted = descended(true);
+  EXPECT_GT(hinted.size(), 3 * kHintMinRecords);
+  EXPECT_EQ(descended(false), hinted);
+}
 
 TEST_F(Descent, AllLevelsOfAPrefixExistAfterOneSample) {
   start({"-m", "20000"});

@@ -106,6 +106,27 @@ TEST_F(EnvironmentShrink, MovesToTheOlderSegmentWhenItFitsThereNowAndIsFollowedB
   EXPECT_EQ(moved->array.bins()[1].mem_count, 55u);
 }
 
+TEST_F(EnvironmentShrink, AFirstLevelThatMovesIsFollowedByTheSortAndByItsChildren) {
+  ASSERT_EQ(init({"-l", "7"}), 0);
+  ASSERT_NE(stk_space(levels(), 2048), nullptr);
+  ASSERT_TRUE(stk_push(levels()));
+  Environment* root = make(nullptr);  // 6.5 KB: a second segment of 7 KB
+  ASSERT_EQ(levels()->top.segments, 2u);
+  instance().driver.environment = root;
+  Environment child{};
+  child.parent = root;
+  root->array.bins()[1].child = &child;
+  root->array.count = 2;
+  Environment* moved = environment_shrink(root);
+  EXPECT_NE(moved, root);
+  EXPECT_EQ(levels()->top.segments, 1u);
+  EXPECT_EQ(instance().driver.environment, moved);
+  EXPECT_EQ(moved->parent, nullptr);
+  EXPECT_EQ(moved->array.bins()[1].child, &child);
+  EXPECT_EQ(child.parent, moved);
+  moved->array.bins()[1].child = nullptr;
+}
+
 using EnvironmentCopy = EnvironmentTest;
 
 TEST_F(EnvironmentCopy, CopyOfATreeThreeLevelsDeepMovesTheRelocationSlotToTheCopyOfItsLevel) {
