@@ -4,11 +4,15 @@
 
 #include <filesystem>
 
+#include "entry/sort_view.h"
+#include "entry/start_arguments.h"
 #include "support/campaign.h"
+#include "support/fault_os.h"
 #include "support/inspector.h"
 #include "support/key_gen.h"
 #include "support/record_gen.h"
 #include "support/run_fsort.h"
+#include "support/spill_plan.h"
 #include "support/temp_folder.h"
 
 namespace fsort_test {
@@ -20,7 +24,9 @@ using fsort::test::Inspector;
 using fsort::test::TempFolder;
 
 constexpr int kSortsEach = 150;
+constexpr std::uint64_t kSortsThatCheck = kSlow ? kSortsEach / kSlowShare : kSortsEach;
 constexpr std::size_t kMostRecords = 60;
+constexpr std::size_t kManyRecords = 1500;
 
 // The records in order, and the arguments that say so.
 struct Sorted {
@@ -100,6 +106,105 @@ TEST(CheckOfSorts, PassesEverySortOfFixedRecordsAndFindsAPairThatChangedPlaces) 
 
 TEST(CheckOfSorts, PassesEverySortOfVariableRecordsAndFindsAPairThatChangedPlaces) {
   check_sorts(RecordType::variable, 73000);
+}
+
+// A sort that checks its output while it writes it.
+struct CheckedSort {
+  std::int32_t status = -1;
+  fsort::SortFacts facts{};
+  std::string texts;
+  bool struck = false;  // an allocation was refused
+};
+
+std::string g_texts;
+
+// `refused`: the allocation of the start that fails, 0 for none.
+CheckedSort sort_checking(const std::vector<std::string>& arguments, std::uint64_t refused = 0) {
+  std::vector<const char*> pointers = {"fsort", "-q"};
+  for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
+  pointers.push_back(nullptr);
+  CheckedSort sort;
+  g_texts.clear();
+  fsort_handle handle = FsortCreate([](const char* text) { g_texts += text; }, nullptr);
+  const auto count = static_cast<std::int32_t>(pointers.size() - 1);
+  fsort::test::FaultOs faults;
+  if (refused != 0) faults.fail(fsort::test::OsCall::kHeapAlloc, refused, fsort::kErrorNotEnoughMemory);
+  sort.status = fsort::start_arguments(handle, count, pointers.data(), {nullptr, 1});
+  sort.struck = faults.struck();
+  faults.clear();
+  sort.facts = fsort::sort_facts(handle);
+  sort.facts.output_name = nullptr;  // goes with the handle
+  FsortDestroy(handle);
+  sort.texts = g_texts;
+  return sort;
+}
+
+// Random sorts of every kind of key that check themselves; some spill.
+void sort_checking_all(RecordType type, std::uint64_t first_seed, std::size_t most_records) {
+  const TempFolder folder;
+  std::size_t good = 0;
+  for (std::uint64_t seed = first_seed; seed < first_seed + kSortsThatCheck; ++seed) {
+    Random random(seed);
+    const Shape shape = random_shape(&random);
+    const SortSpec spec = random_spec(&random, shape);
+    const auto count = static_cast<std::size_t>(random.below(static_cast<int>(most_records)));
+    const RecordSet set = random_records(&random, shape, type, count, 20);
+    std::vector<std::string> arguments = {"-in",  folder.make("in", concatenate(set.records)),
+                                          "-out", folder.path("out"),
+                                          "-w",   folder.path("")};
+    arguments.insert(arguments.end(), set.options.begin(), set.options.end());
+    const std::vector<std::string> memory = spilling_regime(&random, spec);
+    arguments.insert(arguments.end(), memory.begin(), memory.end());
+    const std::vector<std::string> keys = render(spec, &random);
+    arguments.insert(arguments.end(), keys.begin(), keys.end());
+    const CheckedSort sort = sort_checking(arguments);
+    const std::string what = "sort " + std::to_string(seed) + ": " + join(arguments) + " " + sort.texts;
+    if (!refusal(spec, set.records).empty()) {
+      ASSERT_EQ(sort.status, 1) << what;
+      continue;
+    }
+    ASSERT_EQ(sort.status, 0) << what;
+    ASSERT_EQ(sort.facts.misplaced, 0U) << what;
+    ASSERT_EQ(sort.facts.records_read, count) << what;
+    const bool all = sort.facts.records_written == count;
+    ASSERT_TRUE(all || spec.unique) << what;
+    ASSERT_EQ(sort.facts.same_records != 0, all) << what;
+    ++good;
+  }
+  EXPECT_GT(good, kSortsThatCheck / 2);
+}
+
+TEST(CheckOfSorts, WhileTheyWriteFindsNothingWrongWithText) {
+  sort_checking_all(RecordType::text, 82000000, kMostRecords);
+  sort_checking_all(RecordType::text, 82100000, kManyRecords);
+}
+TEST(CheckOfSorts, WhileTheyWriteFindsNothingWrongWithFixedRecords) {
+  sort_checking_all(RecordType::fixed, 82200000, kMostRecords);
+  sort_checking_all(RecordType::fixed, 82300000, kManyRecords);
+}
+TEST(CheckOfSorts, WhileTheyWriteFindsNothingWrongWithVariableRecords) {
+  sort_checking_all(RecordType::variable, 82400000, kMostRecords);
+  sort_checking_all(RecordType::variable, 82500000, kManyRecords);
+}
+
+TEST(CheckOfSorts, WithoutMemoryEndsWithAMessageAndNeverWithoutACheck) {
+  const TempFolder folder;
+  const std::vector<std::string> arguments = {"-in", folder.make("in", "b\na\nc\n"), "-out",
+                                              folder.path("out")};
+  bool struck = true;
+  int refused = 0;
+  for (std::uint64_t n = 1; struck; ++n) {
+    ASSERT_LT(n, 500U);
+    const CheckedSort sort = sort_checking(arguments, n);
+    struck = sort.struck;
+    EXPECT_EQ(sort.status != 0, !sort.texts.empty()) << "allocation " << n << ": " << sort.texts;
+    refused += sort.status;
+    if (sort.status != 0) continue;
+    EXPECT_EQ(folder.content("out"), "a\nb\nc\n");
+    EXPECT_EQ(sort.facts.records_written, 3U);
+    EXPECT_TRUE(sort.facts.same_records != 0 && sort.facts.misplaced == 0);
+  }
+  EXPECT_GT(refused, 3);
 }
 
 }  // namespace
