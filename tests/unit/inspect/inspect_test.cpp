@@ -156,6 +156,22 @@ TEST_F(Inspect, GivesTheBytesOfKeysAndWhatEndsThem) {
   EXPECT_EQ(v.bytes.end_byte, 0xC3);
 }
 
+TEST_F(Inspect, GivesKeysThatRunToTheFrontOfTheRecord) {
+  Inspector i(look("abc;x\n;x\n", {"-t", "';'", "(", "-c", "-0", ")", "-f", "0"}));
+  ASSERT_EQ(i.status(), 0) << Inspector::texts();
+  ASSERT_EQ(i.read(), RecordFate::filled);
+  KeyValue v = i.key(0);
+  EXPECT_EQ(i.bytes(v.bytes), "cba");
+  EXPECT_EQ(v.bytes.first, 2);
+  EXPECT_EQ(v.bytes.end, KeyEnd::record_end);
+  // The last byte of a field without any, which is the record's first, lies in front of the record.
+  ASSERT_EQ(i.read(), RecordFate::filled);
+  v = i.key(0);
+  EXPECT_EQ(v.bytes.count, 0U);
+  EXPECT_EQ(v.bytes.first, -1);
+  EXPECT_EQ(v.bytes.end, KeyEnd::record_end);
+}
+
 TEST_F(Inspect, GivesNumbersAsTheyCompare) {
   Inspector i(look("  -0012.50\n+3,\n0.0\n7-\n123456\n", {"-n", "-c", "0-4"}));
   ASSERT_EQ(i.read(), RecordFate::filled);
@@ -256,6 +272,26 @@ TEST_F(Inspect, TakesEqualNeighboursForOutOfOrderOnlyWithU) {
   ASSERT_EQ(i.check(&report), CheckVerdict::out_of_order);
   EXPECT_TRUE(report.equal);
   EXPECT_EQ(report.later->number, 2U);
+}
+
+TEST_F(Inspect, FindsNothingBehindAHandleThatIsNone) {
+  Inspector i(look("a\n", {}));
+  ASSERT_EQ(i.read(), RecordFate::filled);
+  InspectedSort sort;
+  const char* const arguments[] = {"fsort", nullptr};
+  EXPECT_EQ(inspect_open(nullptr, 1, arguments, &sort), 1);
+  EXPECT_EQ(inspect_singly(nullptr), 1);
+  auto room = std::make_unique<InspectedRecord[]>(2);
+  std::uint64_t records = 0;
+  EXPECT_EQ(inspect_read(nullptr, i.sort(), room.get(), &records), RecordFate::unreadable);
+  EXPECT_EQ(records, 0U);
+  EXPECT_EQ(inspect_key(nullptr, i.record(), i.sort().keys[0]).bytes.count, 0U);
+  std::uint32_t entry = 99;
+  EXPECT_EQ(inspect_compare(nullptr, i.record(), i.record(), &entry), 0);
+  EXPECT_EQ(entry, 0U);
+  CheckReport report{};
+  EXPECT_EQ(inspect_check(nullptr, i.sort(), room.get(), &report), CheckVerdict::unreadable);
+  EXPECT_EQ(report.records, 0U);
 }
 
 TEST_F(Inspect, EndsACheckAtAFaultyRecord) {

@@ -66,6 +66,14 @@ TEST_P(RecordSumTest, OfARowIsThatOfItsRecordsOneByOne) {
   EXPECT_TRUE(same(sum, sum_of(records)));
 }
 
+TEST_P(RecordSumTest, OfARowCountsRecordsOfNoBytes) {
+  const std::uint16_t lengths[] = {0, 3, 0};
+  RecordSum sum{};
+  summing().add_row(sum, bytes_of("abc"), lengths, 3);
+  EXPECT_TRUE(same(sum, sum_of({"", "abc", ""})));
+  EXPECT_FALSE(same(sum, sum_of({"abc"})));
+}
+
 TEST_P(RecordSumTest, TakesNoByteFromBesideTheRecord) {
   for (std::uint32_t n = 0; n <= 130; ++n) {
     const std::string record = pattern_bytes(n);

@@ -121,13 +121,28 @@ class RecInput : public KeysFixture {
     return source().status;
   }
   // Reads what `s` gives; the record or null, and the text of an error.
-  std::uint8_t* read(Source s, std::string* text) {
+  std::uint8_t* read(Source s, std::string* text) { return read(plainly, s, text); }
+  // The same in a way of one's choice.
+  std::uint8_t* read(std::uint8_t* (*way)(), Source s, std::string* text) {
     source() = s;
     instance().driver.input = give;
     std::uint8_t* record = nullptr;
-    const Raised r = raised([&] { record = rec_input(); });
+    const Raised r = raised([&] { record = way(); });
     *text = r.caught ? r.text() : "";
     return record;
+  }
+  static std::uint8_t* plainly() { return rec_input(); }
+  static std::uint8_t* with_a_sum() { return summed(kSumByProducts); }
+  static std::uint8_t* with_the_sum_of_this_processor() { return summed(record_summing()); }
+  static std::uint8_t* summed(const RecordSumming& summing) {
+    current_instance->record.summing = &summing;
+    const RecordInput input = rec_input_of_sort();
+    EXPECT_NE(input, rec_input);
+    return input();
+  }
+  static std::uint8_t* into_own_memory() {
+    static std::uint8_t room[kRecordOverhead + kMaxTotalLength];
+    return rec_input_into(room + kRecordOverhead) ? room + kRecordOverhead : nullptr;
   }
 };
 
@@ -155,6 +170,57 @@ TEST_F(RecInput, IntoMemoryOfTheCallersLaysOutTheSame) {
   EXPECT_EQ(std::memcmp(room + kRecordOverhead, record, rec_total_length(record) + std::size_t{1}), 0);
   source() = Source{};
   EXPECT_FALSE(rec_input_into(room + kRecordOverhead));
+}
+
+TEST_F(RecInput, EveryWayOfReadingRefusesTheSame) {
+  EXPECT_FALSE(init("").caught);
+  make_memory();
+  const std::string data(70000, 'x');
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(data.data());
+  for (auto* way : {plainly, with_a_sum, with_the_sum_of_this_processor, into_own_memory}) {
+    std::string text;
+    EXPECT_EQ(read(way, {.length = 3, .data = bytes, .status = 1}, &text), nullptr);
+    EXPECT_EQ(text, kReadFault) << "a function that fails";
+    EXPECT_EQ(read(way, {.length = 65531, .data = bytes}, &text), nullptr);
+    EXPECT_EQ(text, kReadFault) << "a record that is too long";
+    EXPECT_EQ(read(way, {.length = 3, .data = nullptr}, &text), nullptr);
+    EXPECT_EQ(text, kReadFault) << "no data";
+    EXPECT_EQ(read(way, {}, &text), nullptr);
+    EXPECT_EQ(text, "") << "the end";
+  }
+}
+
+TEST_F(RecInput, EveryWayOfReadingRefusesARecordShorterThanItsKey) {
+  EXPECT_FALSE(init("-k -c 4").caught);
+  make_memory();
+  for (auto* way : {plainly, with_a_sum, with_the_sum_of_this_processor, into_own_memory}) {
+    std::string text;
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>("abc");
+    EXPECT_EQ(read(way, {.length = 3, .data = bytes}, &text), nullptr);
+    EXPECT_EQ(text, "abc\nField too short\n");
+  }
+}
+
+TEST_F(RecInput, EveryWayOfReadingBuildsTheSame) {
+  for (const char* command : {"-mcr -k -c 2-3", "-t 'c' -k -f 0"}) {
+    EXPECT_FALSE(init(command).caught);
+    make_memory();
+    for (const std::string& data : {std::string("abcdef"), std::string("ab")}) {
+      const Source given{.length = data.size(), .data = reinterpret_cast<const std::uint8_t*>(data.data())};
+      std::string first;
+      for (auto* way : {plainly, with_a_sum, with_the_sum_of_this_processor, into_own_memory}) {
+        std::string text;
+        const std::uint8_t* record = read(way, given, &text);
+        ASSERT_NE(record, nullptr) << text;
+        const std::string built(reinterpret_cast<const char*>(record),
+                                rec_total_length(record) + std::size_t{1});
+        if (first.empty()) first = built;
+        EXPECT_EQ(built, first) << command << " " << data;
+        EXPECT_EQ(built.substr(key_record_header_bytes()), data + '\0');
+      }
+    }
+    restart();
+  }
 }
 
 TEST_F(RecInput, KeepsTheNumberOfTheDataFrame) {

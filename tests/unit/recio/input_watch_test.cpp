@@ -75,5 +75,12 @@ TEST_F(InputWatchTest, HearsOfShortFixedRecordsOfEachFile) {
   EXPECT_EQ(told, (Texts{"short f1 4+1", "short f2 4+1"}));
 }
 
+TEST_F(InputWatchTest, HearsNothingOfAFileWithoutAByteBehindAShortRecord) {
+  set_up({"-rf", "4", input("f1", "aaaabb"), input("f2", ""), input("f3", "cccc")});
+  watch(false);
+  EXPECT_EQ(read_records(), (Texts{"aaaa", "cccc"}));
+  EXPECT_EQ(told, Texts{"short f1 4+2"});
+}
+
 }  // namespace
 }  // namespace fsort::test
