@@ -56,7 +56,6 @@ void take_sample(const Sublist& bin, Sample* sample) {
     --wait;
     record = reinterpret_cast<const std::uint8_t*>(word & kRecordAddressMask);
   }
-  sample->bytes_each = sample->count != 0 ? bin.mem_bytes / sample->count : 0;
 }
 
 // Puts records of the same bin of `level` side by side.
@@ -82,13 +81,14 @@ Group next_group(const Sample& sample, Group& rest) {
   return group;
 }
 
-// The level below the bin of `level` that the group's records go to; null when it needs or gets none.
+// The level below the bin of `level` that the group's records go to; null when it needs or gets none. The
+// level is new and each of its bins is asked about once, so none has a level yet.
 Environment* level_of_group(const SortState& s, Environment* level, const Sample& sample,
                             const Group& group) {
   if (group.count < kReliefSampleLeast || !worth_a_level(group.count * sample.bytes_each)) return nullptr;
   Sublist& bin = level->array.bins()[sample.records[group.first].bin];
   const Place place = place_of(s, bin);
-  if (bin.child == nullptr && place.key < s.key_count) bin.child = make_child(level, bin, place);
+  if (place.key < s.key_count) bin.child = make_child(level, bin, place);
   return bin.child;
 }
 
@@ -141,6 +141,7 @@ void grow_levels(Environment* level, const Sublist& bin) {
   Sample sample;
   take_sample(bin, &sample);
   if (sample.count == 0) return;
+  sample.bytes_each = bin.mem_bytes / sample.count;
   grow(sort_st(), level, sample, Group{0, sample.count});
 }
 

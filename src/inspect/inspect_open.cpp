@@ -18,13 +18,14 @@ namespace {
 
 constexpr std::uint16_t kNumberEntries = 3;
 
+// Only the keys in front of `entry` are described yet.
 std::uint16_t governor_of(const InspectedSort& sort, std::uint16_t entry) {
   std::uint16_t nearest = kNoKey;
   for (std::uint16_t k = 0; k < sort.key_count; ++k) {
     const InspectedKey& key = sort.keys[k];
     if (key.kind != kKeyGoverning) continue;
     const unsigned reach = unsigned{key.entry} + key_entry(key.entry).count;
-    if (entry > key.entry && entry <= reach) nearest = k;
+    if (entry <= reach) nearest = k;
   }
   return nearest;
 }
