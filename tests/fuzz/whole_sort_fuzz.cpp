@@ -15,95 +15,18 @@
 // callbacks that succeeds without -u hands out what it was given, in whatever order.
 #include <algorithm>
 
+#include "fuzz/made_sort.h"
 #include "fuzz/sort_harness.h"
-#include "support/key_gen.h"
-#include "support/record_gen.h"
 #include "support/reference_engine.h"
 #include "support/spill_plan.h"
 
 namespace fsort::fuzz {
 namespace {
 
-using fsort_test::Random;
 using fsort_test::RecordSet;
 using fsort_test::RecordType;
-using fsort_test::SortSpec;
 
-constexpr std::size_t kMostRecords = 400;
-constexpr std::size_t kNever = SIZE_MAX;
-
-struct Plan {
-  SortSpec spec;
-  RecordSet set;
-  Texts arguments;
-  bool spilling = false;
-  bool plain_levels = false;
-  std::size_t exit_at = kNever;
-};
-
-// Records from bytes as they come: pieces whose length the bytes say, made to fit the type.
-Texts records_of(FuzzBytes* in, const RecordSet& set) {
-  Texts records;
-  while (!in->empty() && records.size() < kMostRecords) {
-    std::string data = set.type == RecordType::fixed ? in->take(set.size) : in->take(in->below(20));
-    if (set.type == RecordType::fixed) data.resize(set.size, ' ');
-    if (set.type == RecordType::free && data.empty()) data = "x";
-    if (set.type == RecordType::text) {
-      std::replace(data.begin(), data.end(), '\n', ' ');
-      data += '\n';
-    }
-    if (set.type == RecordType::variable) {
-      std::string head(static_cast<std::size_t>(set.header), 'h');
-      head[static_cast<std::size_t>(set.length_high)] = '\0';
-      head[static_cast<std::size_t>(set.length_low)] = static_cast<char>(data.size());
-      data = head + data;
-    }
-    records.push_back(data);
-  }
-  return records;
-}
-
-Plan make_plan(FuzzBytes* in, std::uint8_t mode) {
-  Plan plan;
-  Random random(in->take(in->word() % 512));
-  const std::vector<RecordType> types = {RecordType::free, RecordType::text, RecordType::fixed,
-                                         RecordType::variable};
-  const RecordType type = types[mode / 2 % 4];
-  const fsort_test::Shape shape = fsort_test::random_shape(&random);
-  plan.spec = fsort_test::random_spec(&random, shape);
-  plan.spilling = mode / 8 % 2 != 0;
-  plan.plain_levels = mode / 16 % 2 != 0;
-  // Long prefixes that all records share fill a small memory.
-  const int alike = plan.spilling ? 60 : 4;
-  if (mode / 32 % 2 != 0) {
-    const auto count = static_cast<std::size_t>(random.between(0, static_cast<int>(kMostRecords)));
-    Random of_records(in->rest());
-    plan.set = fsort_test::random_records(&of_records, shape, type, count, alike);
-  } else {
-    plan.set = fsort_test::random_records(&random, shape, type, 0, alike);
-    plan.set.records = records_of(in, plan.set);
-  }
-  if (mode / 64 % 4 == 3) plan.exit_at = static_cast<std::size_t>(random.between(0, 500));
-  plan.arguments = {"-q"};
-  if (plan.spilling) {
-    const Texts memory = fsort_test::spilling_regime(&random, plan.spec);
-    plan.arguments.insert(plan.arguments.end(), {"-w", "work"});
-    plan.arguments.insert(plan.arguments.end(), memory.begin(), memory.end());
-  } else {
-    plan.arguments.insert(plan.arguments.end(), {"-m", "4000"});
-    if (random.chance(30)) {
-      plan.arguments.insert(plan.arguments.end(), {"-l", random.pick<std::string>({"7", "8", "20", "129"})});
-    }
-  }
-  if (type != RecordType::free) {
-    plan.arguments.insert(plan.arguments.end(), plan.set.options.begin(), plan.set.options.end());
-  }
-  const Texts keys = fsort_test::render(plan.spec, &random);
-  plan.arguments.insert(plan.arguments.end(), keys.begin(), keys.end());
-  return plan;
-}
-
-std::string shown(const Plan& plan, const SortResult& result) {
+std::string shown(const MadeSort& plan, const SortResult& result) {
   std::string text = "a sort of " + std::to_string(plan.set.records.size()) +
                      " records is right: " + fsort_test::join(plan.arguments) + "\nstatus " +
                      std::to_string(result.status);
@@ -116,7 +39,7 @@ bool failed_with(const SortResult& result, const std::string& message) {
 }
 
 // A sort in memory: what the reference engine does, the order of equal records and the failure included.
-void check_exactly(const Plan& plan, const SortResult& result, std::size_t file_bytes) {
+void check_exactly(const MadeSort& plan, const SortResult& result, std::size_t file_bytes) {
   fsort_test::ReferenceInput input;
   input.from_file = input.by_arguments = plan.set.type != RecordType::free;
   input.file_bytes = file_bytes;
@@ -135,7 +58,7 @@ void check_exactly(const Plan& plan, const SortResult& result, std::size_t file_
         [&] { return "equal records have the reference's order; " + shown(plan, result); });
 }
 
-void check_sort(const Plan& plan, const SortResult& result, std::size_t file_bytes) {
+void check_sort(const MadeSort& plan, const SortResult& result, std::size_t file_bytes) {
   if (plan.exit_at <= plan.set.records.size() && plan.set.type == RecordType::free) {
     claim(result.status == kExitCode || result.status == 1, "a sort that is ended says so");
     return;
@@ -155,7 +78,7 @@ void check_sort(const Plan& plan, const SortResult& result, std::size_t file_byt
 }
 
 void run_made(World* world, FuzzBytes* in, std::uint8_t mode) {
-  const Plan plan = make_plan(in, mode);
+  const MadeSort plan = make_sort(in, mode);
   const std::string command = fsort_test::join(plan.arguments);
   if (plan.set.type == RecordType::free) {
     if (command.size() > FSORT_MAX_COMMAND) return;
@@ -198,7 +121,7 @@ void run_raw(World* world, FuzzBytes* in, std::uint8_t mode) {
     RecordSet set;
     set.type = RecordType::free;
     const Texts records = records_of(&pieces, set);
-    result = sort_by_callbacks(text, records, mode / 8 % 2 != 0, kNever);
+    result = sort_by_callbacks(text, records, mode / 8 % 2 != 0, kNoExit);
     const bool unique = std::find(arguments.begin(), arguments.end(), "-u") != arguments.end();
     const bool others = text.find_first_of("<>#") != std::string::npos || unique ||
                         text.find("-in") != std::string::npos || text.find("-out") != std::string::npos ||
@@ -213,11 +136,7 @@ void run_raw(World* world, FuzzBytes* in, std::uint8_t mode) {
 void run(FuzzBytes in) {
   World world(in.byte());
   const std::uint8_t mode = in.byte();
-  world.sim().make_folder("work");
-  world.sim().set_memory(std::uint64_t{1} << 26);
-  world.sim().set_standard(kStdInput, kFileTypePipe, "b\na\n");
-  world.sim().set_standard(kStdOutput, kFileTypePipe, "");
-  world.sim().set_standard(kStdError, kFileTypeChar, "");
+  furnish(&world);
   if (mode % 2 == 0) {
     run_made(&world, &in, mode);
   } else {

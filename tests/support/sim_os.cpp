@@ -270,6 +270,7 @@ void SimOs::set_standard(std::int32_t which, std::uint32_t type, const std::stri
   standard.file->end_is_error = type == kFileTypePipe && percent(50);
   standard.file->bytes.write(0, content.data(), static_cast<std::uint32_t>(content.size()));
   standard.access = which == kStdInput ? kGenericRead : kGenericWrite;
+  if (const auto old = standard_.find(which); old != standard_.end()) open_.erase(old->second);
   Handle handle = new_handle();
   open_[handle] = standard;
   standard_[which] = handle;

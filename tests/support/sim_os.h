@@ -90,7 +90,7 @@ class SimOs {
   // All files but those whose deletion failed on purpose.
   [[nodiscard]] std::vector<std::string> names() const;
   // Makes a standard handle a disk file, character device or pipe with this content (to be read) or an empty
-  // one (to be written).
+  // one (to be written), instead of what it was before.
   void set_standard(std::int32_t which, std::uint32_t type, const std::string& content);
   [[nodiscard]] std::string written_to(std::int32_t which) const;
 
