@@ -21,6 +21,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -69,15 +70,20 @@ template <std::int32_t kBytes = kStepBytes>
 [[gnu::always_inline]] inline std::uint32_t step_stops(const GoingOn& keys, const std::uint8_t* a,
                                                        const std::uint8_t* b) {
 #if defined(__SSE2__)
+  using Bytes [[gnu::vector_size(kStepBytes)]] = std::uint8_t;
+  using Distances [[gnu::vector_size(kStepBytes)]] = std::int8_t;
   const auto load = [](const void* from) {
-    const auto* bytes = static_cast<const __m128i*>(from);
-    return kBytes == kStepBytes ? _mm_loadu_si128(bytes) : _mm_loadl_epi64(bytes);
+    Bytes bytes{};
+    std::memcpy(&bytes, from, kBytes);
+    return bytes;
   };
-  const __m128i bytes = load(a);
-  const __m128i one = _mm_cmpgt_epi8(_mm_sub_epi8(bytes, load(keys.first[0])), load(keys.last[0]));
-  const __m128i two = _mm_cmpgt_epi8(_mm_sub_epi8(bytes, load(keys.first[1])), load(keys.last[1]));
-  const __m128i passes = _mm_andnot_si128(_mm_and_si128(one, two), _mm_cmpeq_epi8(bytes, load(b)));
-  return static_cast<std::uint32_t>(_mm_movemask_epi8(passes)) ^ 0xFFFFu;
+  const Bytes bytes = load(a);
+  const auto outside = [&](std::uint32_t stretch) {
+    const auto distances = reinterpret_cast<Distances>(bytes - load(keys.first[stretch]));
+    return distances > reinterpret_cast<Distances>(load(keys.last[stretch]));
+  };
+  const auto stops = (outside(0) & outside(1)) | (bytes != load(b));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(stops)));
 #else
   return step_stops_by_bytes(keys, a, b, kBytes);
 #endif

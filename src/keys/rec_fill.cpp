@@ -30,6 +30,7 @@
 
 #include "keys/byte_scan.h"
 #include "keys/keys_access.h"
+#include "support/checks.h"
 
 namespace fsort {
 
@@ -146,6 +147,7 @@ DigitEnds end_digits(const Building& b, std::uint32_t at, const Sequence& digits
 DigitEnds end_plain_digits(const Building& b, std::uint32_t at, const Sequence& digits) {
   const std::uint32_t others = ~scan_bytes(b.record, at, b.end, find_digits);
   const auto count = static_cast<std::uint32_t>(std::countr_zero(others));
+  FSORT_ASSERT(count <= kScanBytes);
   const std::uint32_t point = is_point(b.record[at + count]) ? 1 : 0;
   const auto behind = static_cast<std::uint32_t>(std::countr_zero(others >> (count + point)));
   if (count + point + behind >= kScanBytes) return end_digits(b, at, digits);
