@@ -187,6 +187,28 @@ TEST(CheckOfSorts, WhileTheyWriteFindsNothingWrongWithVariableRecords) {
   sort_checking_all(RecordType::variable, 82500000, kManyRecords);
 }
 
+// Equal lines leave without another visit to each of them, short ones without any.
+TEST(CheckOfSorts, WhileTheyWriteFindsNothingWrongWithLinesThatAreNotVisitedAgain) {
+  const TempFolder folder;
+  std::string equal;
+  std::string letters;
+  for (int i = 0; i < 3000; ++i) {
+    equal += std::string(90, 'x') + (i % 1000 == 0 ? "a\n" : "b\n");
+    letters += std::string(1, static_cast<char>('a' + i % 7)) + "\n";
+  }
+  for (const std::vector<std::string>& keys : {std::vector<std::string>{}, {"-i"}, {"-k", "-c", "0-0"}}) {
+    for (const std::string& lines : {equal, letters}) {
+      std::vector<std::string> arguments = {"-in", folder.make("in", lines), "-out", folder.path("out")};
+      arguments.insert(arguments.end(), keys.begin(), keys.end());
+      const CheckedSort sort = sort_checking(arguments);
+      ASSERT_EQ(sort.status, 0) << sort.texts;
+      EXPECT_EQ(sort.facts.records_written, 3000U) << join(keys);
+      EXPECT_TRUE(sort.facts.same_records != 0 && sort.facts.misplaced == 0) << join(keys);
+      EXPECT_EQ(folder.content("out").size(), lines.size());
+    }
+  }
+}
+
 TEST(CheckOfSorts, WithoutMemoryEndsWithAMessageAndNeverWithoutACheck) {
   const TempFolder folder;
   const std::vector<std::string> arguments = {"-in", folder.make("in", "b\na\nc\n"), "-out",
