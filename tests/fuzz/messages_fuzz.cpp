@@ -9,6 +9,8 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "engine/driver.h"
 #include "fsort.h"
@@ -101,19 +103,34 @@ void check_arguments(FuzzBytes* in) {
 Texts g_shown;
 void show(const char* text) { g_shown.emplace_back(text); }
 
-// The same command that fails, once with a display callback and once with the buffer.
-void check_buffer(FuzzBytes* in) {
+// What the steps run in.
+void furnish(World& world) {
+  world.sim().set_memory(std::uint64_t{1} << 22);
+  world.sim().set_standard(kStdInput, kFileTypePipe, "b\na\n");
+  world.sim().set_standard(kStdOutput, kFileTypePipe, "");
+  world.allow_any_file();
+}
+
+// The same command that fails, once with a display callback and once with the buffer. Each sort has a world
+// of its own: the first one leaves nothing on standard input, and may leave a file that the second one would
+// read.
+void check_buffer(FuzzBytes* in, std::uint8_t seed) {
   const std::string command = in->take(in->below(FSORT_MAX_COMMAND + 20));
+  const auto status_and_message = [&](fsort_display_fn display) {
+    World world(seed);
+    furnish(world);
+    fsort_handle handle = FsortCreate(display, nullptr);
+    const std::int32_t status = FsortStart(handle, nullptr, nullptr, command.c_str());
+    const std::string message = FsortMessage(handle);
+    FsortDestroy(handle);
+    return std::pair(status, message);
+  };
   g_shown.clear();
-  fsort_handle handle = FsortCreate(show, nullptr);
-  const std::int32_t status = FsortStart(handle, nullptr, nullptr, command.c_str());
-  FsortDestroy(handle);
+  const auto [status, nothing] = status_and_message(show);
   std::string all;
   for (const std::string& text : g_shown) all += text;
-  handle = FsortCreate(nullptr, nullptr);
-  claim(FsortStart(handle, nullptr, nullptr, command.c_str()) == status, "both sorts end alike");
-  const std::string message = FsortMessage(handle);
-  FsortDestroy(handle);
+  const auto [same_status, message] = status_and_message(nullptr);
+  claim(same_status == status, "both sorts end alike");
   claim(message.size() <= FSORT_MAX_MESSAGE, "a message has at most 256 characters");
   if (status == 0) return;  // the times of two sorts differ
   const std::size_t common = FSORT_MAX_MESSAGE - 1;
@@ -121,19 +138,17 @@ void check_buffer(FuzzBytes* in) {
 }
 
 void run(FuzzBytes in) {
-  World world(in.byte());
-  world.sim().set_memory(std::uint64_t{1} << 22);
-  world.sim().set_standard(kStdInput, kFileTypePipe, "b\na\n");
-  world.sim().set_standard(kStdOutput, kFileTypePipe, "");
-  world.allow_any_file();
+  const std::uint8_t seed = in.byte();
   static constexpr std::array<void (*)(FuzzBytes*), 4> kSteps = {check_raise, check_display,
                                                                  check_system_text, check_arguments};
   while (!in.empty()) {
     const std::uint32_t step = in.below(kSteps.size() + 1);
     if (step == kSteps.size()) {
-      check_buffer(&in);
+      check_buffer(&in, seed);
       continue;
     }
+    World world(seed);
+    furnish(world);
     LiveInstance instance;
     kSteps[step](&in);
   }
