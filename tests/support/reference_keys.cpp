@@ -439,7 +439,10 @@ int ReferenceKeys::locate_key(const ReferenceRow& row, const std::string& data, 
 int ReferenceKeys::fill_number(std::size_t row, const std::string& data, int at, int field_end,
                                ReferenceRecord* record) const {
   const ReferenceTable& digits = *rows_[row + 1].table;
-  const auto digit = [&](int i) { return !digits.outside[static_cast<std::size_t>(char_at(data, i))]; };
+  // A sequence of byte 0 as a digit does not go on behind the record.
+  const auto digit = [&](int i) {
+    return i < static_cast<int>(data.size()) && !digits.outside[static_cast<std::size_t>(char_at(data, i))];
+  };
   bool negative = char_at(data, at) == '-';
   if (negative || char_at(data, at) == '+') ++at;
   while (char_at(data, at) == '0') ++at;
